@@ -64,11 +64,11 @@ public:
     template <MachineInteger T>
     QNumber(T v) : num_(static_cast<long>(v)), den_(1)
     {
-        if (num_ == INT_MIN_WORD) [[unlikely]]
-            fix_int_min();
-        if constexpr (std::is_unsigned_v<T> && sizeof(T) == sizeof(long)) {
-            if (v > static_cast<T>(std::numeric_limits<long>::max())) [[unlikely]]
+        if constexpr (std::is_unsigned_v<T>) {
+            if (num_ < 0) [[unlikely]]
                 set_unsigned(v);
+        } else if (num_ == INT_MIN_WORD) [[unlikely]] {
+            fix_int_min();
         }
     }
     /// num/den, reduced. den is not 0; either sign.

@@ -218,6 +218,7 @@ TEST(QNumber, least_word_is_never_held_small)
     expect_value(QNumber(MIN, MIN), mpq("1"));
     expect_value(QNumber(0, MIN), mpq("0"));
     expect_value(QNumber(18446744073709551615ul), mpq("18446744073709551615"));
+    expect_value(QNumber(1ul << 63), mpq("9223372036854775808"));
     const QNumber p = QNumber(MAX) + 1;
     EXPECT_FALSE(p.is_small());
     EXPECT_EQ(p.neg(), QNumber(MIN));
@@ -237,7 +238,8 @@ TEST(QNumber, zero_is_small_whatever_made_it)
     y *= 0;
     EXPECT_TRUE(y.is_small() && y.is_zero());
     y = x;
-    y -= y;
+    const QNumber& self = y;
+    y -= self;
     EXPECT_TRUE(y.is_small() && y.is_zero() && y.is_int());
     EXPECT_TRUE(big(0).is_small());
     EXPECT_TRUE((QNumber(0) * x).is_zero());
@@ -294,7 +296,7 @@ TEST(QNumber, gcd_of_words)
     EXPECT_EQ(gcd(0L, -5L), 5);
     EXPECT_EQ(gcd(MAX, -MAX), MAX);
     RandomNumbers rng(2);
-    for (int k = 0; k < 200000; ++k) {
+    for (int k = 0; k < 50000; ++k) {
         const long a = static_cast<long>(rng.word() >> (1 + rng.below(63)));
         const long b = static_cast<long>(rng.word() >> (1 + rng.below(63)));
         const long common = static_cast<long>(1 + rng.below(2000));
@@ -313,20 +315,20 @@ TEST(QNumber, operand_may_be_the_number_itself)
                              big(QNumber(-5, 6)), QNumber(MIN) / 7}) {
         const mpq_class m = x.to_mpq();
         QNumber y = x;
-        y += y;
+        const QNumber& self = y;
+        y += self;
         expect_value(y, m + m);
         y = x;
-        y *= y;
+        y *= self;
         expect_value(y, m * m);
         y = x;
-        y /= y;
+        y /= self;
         expect_value(y, 1);
         y = x;
-        y -= y;
+        y -= self;
         expect_value(y, 0);
         y = x;
-        QNumber& same = y;
-        y = same;
+        y = self;
         expect_value(y, m);
         const QNumber moved = std::move(y);
         expect_value(moved, m);
@@ -434,12 +436,12 @@ TEST(QNumber, from_str_refuses_everything_else)
 
 TEST(QNumber, from_str_takes_very_long_texts)
 {
-    const std::string ones(2000000, '1');
+    const std::string ones(1000000, '1');
     const QNumber x = QNumber::from_str(ones);
-    EXPECT_EQ(x * 9 + 1, QNumber::from_str("1" + std::string(2000000, '0')));
+    EXPECT_EQ(x * 9 + 1, QNumber::from_str("1" + std::string(1000000, '0')));
     EXPECT_EQ(x.to_str(), ones);
-    EXPECT_EQ(QNumber::from_str("0." + std::string(2000000, '9') + "5"),
-              1 - QNumber::from_str("0." + std::string(2000000, '0') + "5"));
+    EXPECT_EQ(QNumber::from_str("0." + std::string(1000000, '9') + "5"),
+              1 - QNumber::from_str("0." + std::string(1000000, '0') + "5"));
 }
 
 } // namespace
