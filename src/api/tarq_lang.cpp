@@ -1,0 +1,180 @@
+// Exported functions: reading SMT-LIB 2 text.
+#include "api/frame.h"
+
+#include "lang/multi_istream.h"
+
+#include <istream>
+#include <streambuf>
+#include <utility>
+
+using namespace tarq::api;
+
+namespace {
+
+/// Reads from a C stream, which stays the caller's.
+class CFileBuffer : public std::streambuf {
+public:
+    explicit CFileBuffer(FILE* file) : file_(file)
+    {
+        if (!file) {
+            throw tarq::make_error<tarq::Exception>("null file argument");
+        }
+    }
+
+protected:
+    int_type underflow() override
+    {
+        size_t n = std::fread(chunk_, 1, sizeof(chunk_), file_);
+        if (n == 0) {
+            if (std::ferror(file_)) {
+                throw tarq::make_error<tarq::Exception>("error while reading a file");
+            }
+            return traits_type::eof();
+        }
+        setg(chunk_, chunk_, chunk_ + n);
+        return traits_type::to_int_type(*gptr());
+    }
+
+private:
+    FILE* file_;
+    char chunk_[1 << 14];
+};
+
+/// Gives `body` a stream over the text, which is not copied.
+template <class Body>
+auto with_stream(const char* data, Body&& body)
+{
+    tarq::multi_istream in;
+    in.add(text_arg(data));
+    return body(in);
+}
+
+/// Gives `body` a stream over the file. A failed read must not look like the end of the file.
+template <class Body>
+auto with_stream(FILE* file, Body&& body)
+{
+    CFileBuffer buffer(file);
+    std::istream in(&buffer);
+    in.exceptions(std::ios::badbit);
+    return body(in);
+}
+
+/// A fresh array of fresh texts; owns what it holds until `release`.
+class TextArray {
+public:
+    explicit TextArray(size_t n) : texts_(static_cast<char**>(tarq_malloc(n * sizeof(char*)))) {}
+    ~TextArray()
+    {
+        for (size_t i = 0; texts_ && i < size_; ++i) {
+            std::free(texts_.get()[i]);
+        }
+    }
+    TextArray(const TextArray&) = delete;
+    TextArray& operator=(const TextArray&) = delete;
+
+    void add(const std::string& s)
+    {
+        texts_.get()[size_] = copy_text(s);
+        ++size_;
+    }
+    char** release() { return texts_.release(); }
+
+private:
+    Block<char*> texts_;
+    size_t size_ = 0;
+};
+
+template <class Source>
+tarq_term read_script(tarq_env e, Source source) noexcept
+{
+    return frame(e, error_term, [&](EnvWrapper& w) {
+        return with_stream(source,
+                           [&](std::istream& in) { return wrap(w.env->from_smt2_script(in)); });
+    });
+}
+
+template <class Source>
+int read_named_list(tarq_env e, Source source, size_t* out_n, char*** out_names,
+                    tarq_term** out_terms) noexcept
+{
+    return frame(e, -1, [&](EnvWrapper& w) {
+        std::vector<std::string> names;
+        tarq::TermVector terms;
+        with_stream(source, [&](std::istream& in) {
+            w.env->named_terms_from_smt2_script(in, &names, &terms);
+        });
+        TextArray texts(names.size());
+        for (const std::string& name : names) {
+            texts.add(name);
+        }
+        Block<tarq_term> handles = copy_terms(terms);
+        *out_n = terms.size();
+        *out_names = texts.release();
+        *out_terms = handles.release();
+        return 0;
+    });
+}
+
+template <class Source>
+int read_annotated_list(tarq_env e, Source source, size_t* out_n, tarq_term** out_terms,
+                        char*** out_annots) noexcept
+{
+    return frame(e, -1, [&](EnvWrapper& w) {
+        tarq::TermVector terms;
+        std::vector<std::pair<std::string, std::string>> annotations;
+        with_stream(source,
+                    [&](std::istream& in) { w.env->from_smt2_script(in, &terms, &annotations); });
+        TextArray texts(2 * annotations.size());
+        for (const auto& [key, value] : annotations) {
+            texts.add(key);
+            texts.add(value);
+        }
+        Block<tarq_term> handles = copy_terms(terms);
+        *out_n = terms.size();
+        *out_terms = handles.release();
+        *out_annots = texts.release();
+        return 0;
+    });
+}
+
+} // namespace
+
+tarq_term tarq_from_string(tarq_env e, const char* data)
+{
+    return frame(e, error_term,
+                 [&](EnvWrapper& w) { return wrap(w.env->from_smt2(text_arg(data))); });
+}
+
+tarq_term tarq_from_smtlib2(tarq_env e, const char* data)
+{
+    return read_script(e, data);
+}
+
+tarq_term tarq_from_smtlib2_file(tarq_env e, FILE* f)
+{
+    return read_script(e, f);
+}
+
+int tarq_named_list_from_smtlib2(tarq_env e, const char* data, size_t* out_n, char*** out_names,
+                                 tarq_term** out_terms)
+{
+    return read_named_list(e, data, out_n, out_names, out_terms);
+}
+
+int tarq_named_list_from_smtlib2_file(tarq_env e, FILE* f, size_t* out_n, char*** out_names,
+                                      tarq_term** out_terms)
+{
+    return read_named_list(e, f, out_n, out_names, out_terms);
+}
+
+int tarq_annotated_list_from_smtlib2(tarq_env e, const char* data, size_t* out_n,
+                                     tarq_term** out_terms, char*** out_annots)
+{
+    return read_annotated_list(e, data, out_n, out_terms, out_annots);
+}
+
+int tarq_annotated_list_from_smtlib2_file(tarq_env e, FILE* f, size_t* out_n, tarq_term** out_terms,
+                                          char*** out_annots)
+{
+    return read_annotated_list(e, f, out_n, out_terms, out_annots);
+}

@@ -1,0 +1,429 @@
+// Construction, the assertion stack and the road of a formula to the engine.
+#include "env/environment.h"
+
+#include "env/environment_solvers.h"
+#include "terms/stdtermsimplifier.h"
+
+#include <algorithm>
+#include <iterator>
+#include <ostream>
+
+namespace tarq {
+
+template class TseitinCNFGenerator<DpllClauseSink>;
+
+Environment::Solvers::Solvers(const Configuration& config, TermManager* tm)
+    : engine(config.dpll, tm), polarity(tm),
+      sink(tm, &engine, &polarity, config.dpll.branching_initial_phase, false),
+      cnf(tm, &sink, config.preprocessor.full_cnf_conversion),
+      nnf(config.preprocessor.partial_nnf_conversion ? std::make_unique<NNFGenerator>(tm) : nullptr)
+{
+}
+
+void Environment::gc_hook::operator()(TermVector&, std::vector<const Symbol*>&, TypeVector&) {}
+
+namespace {
+
+/// Tells a formula on the assertion stack from a backtrack point.
+bool is_formula(const Term_* t)
+{
+    return t != nullptr;
+}
+
+} // namespace
+
+// Construction
+
+Environment::Environment(const Configuration* config) : Environment(config, nullptr) {}
+
+Environment::Environment(const Configuration* config, TermManager* tm) : tm_(tm)
+{
+    config->copy_to(&config_);
+    refuse_unsupported_options();
+    if (!tm_) {
+        owned_tm_ = std::make_unique<TermManager>();
+        tm_ = owned_tm_.get();
+        simplifier_ = std::make_unique<StdTermSimplifier>(tm_);
+        tm_->set_simplifier(simplifier_.get());
+        tm_->set_simplify(true);
+        tm_->set_refuse_bool_args(!config_.allow_bool_function_args);
+    }
+    if (!config_.debug.term_simplifications) {
+        tm_->set_simplify(false);
+    }
+    logger_.set_level(config_.verbosity);
+    if (!config_.debug.log_sections.empty()) {
+        logger_.disable_sections();
+        for (const std::string& section : config_.debug.log_sections) {
+            logger_.enable_section(section);
+        }
+    }
+    Environment::init();
+    tm_->add_user();
+}
+
+Environment::~Environment()
+{
+    solvers_.reset();
+    tm_->remove_user();
+    if (owned_tm_) {
+        tm_->set_simplifier(nullptr);
+    }
+}
+
+/// Refuses the options whose whole effect is a result that nothing here can produce yet; a caller
+/// who asks for one must not be left believing that it is there. Options that only tune a search
+/// are harmless while what they tune is absent.
+void Environment::refuse_unsupported_options() const
+{
+    const std::pair<const char*, bool> requested[] = {
+        {"proof_generation", config_.proof_generation},
+        {"interpolation", config_.interpolation},
+        {"model_generation", config_.model_generation},
+        {"bool_model_generation", config_.bool_model_generation},
+        {"unsat_core_generation", config_.unsat_core_generation != 0},
+        {"dpll.ghost_filtering", config_.dpll.ghost_filtering},
+        {"dpll.minimize_model", config_.dpll.minimize_model},
+        {"dpll.allsat_minimize_model", config_.dpll.allsat_minimize_model},
+        {"dpll.preprocessor.mode", config_.dpll.preprocessor.mode != 0},
+        {"debug.api_call_trace", config_.debug.api_call_trace != 0},
+        {"debug.dump_theory_lemmas", config_.debug.dump_theory_lemmas},
+    };
+    for (auto [name, on] : requested) {
+        if (on) {
+            throw make_error<error>("option `", name, "' is not supported");
+        }
+    }
+}
+
+void Environment::init()
+{
+    interrupted_ = false;
+    assertions_done_ = 0;
+    trivially_unsat_at_ = -1;
+    last_result_ = -1;
+    reset_model();
+    unsat_assumptions_.clear();
+    solvers_ = std::make_unique<Solvers>(config_, tm_);
+    solvers_->engine.set_logger(&logger_, config_.verbosity > 2 ? "DPLL" : "", "");
+    next_bt_label_ = 1;
+    set_termination_test(termination_test_);
+}
+
+void Environment::do_reset()
+{
+    reset_model();
+    solvers_.reset();
+    assertions_.clear();
+    assertions_done_ = 0;
+    num_backtrack_points_ = 0;
+    bt_labels_.clear();
+}
+
+void Environment::reset_model()
+{
+    has_model_ = false;
+}
+
+void Environment::reset_assertions()
+{
+    do_reset();
+    init();
+}
+
+void Environment::reset_after_interrupted()
+{
+    std::vector<const Term_*> assertions;
+    assertions.swap(assertions_);
+    int points = num_backtrack_points_;
+    reset_assertions();
+    assertions_.swap(assertions);
+    num_backtrack_points_ = points;
+}
+
+void Environment::set_termination_test(const TerminationTest* test)
+{
+    termination_test_ = test;
+    solvers_->engine.set_termination_test(test);
+    solvers_->cnf.set_termination_test(test);
+}
+
+// The assertion stack
+
+void Environment::assert_formula(const Term_* t)
+{
+    tm_->typecheck(t, tm_->get_bool_type(), "assert_formula");
+    assertions_.push_back(t);
+}
+
+void Environment::push_backtrack_point()
+{
+    assertions_.push_back(nullptr);
+    ++num_backtrack_points_;
+}
+
+void Environment::pop_backtrack_point()
+{
+    if (num_backtrack_points_ == 0) {
+        throw make_error<error>("no backtrack points to pop");
+    }
+    // What the engines never saw is cut without them. After a failed check that is the whole stack.
+    while (assertions_.size() > assertions_done_) {
+        bool marker = !assertions_.back();
+        assertions_.pop_back();
+        if (marker) {
+            --num_backtrack_points_;
+            return;
+        }
+    }
+    do_pop_backtrack_point();
+}
+
+void Environment::get_asserted_formulas(std::vector<const Term_*>* out) const
+{
+    std::copy_if(assertions_.begin(), assertions_.end(), std::back_inserter(*out), is_formula);
+}
+
+/// The backtrack points that the engines have been told of.
+int Environment::num_solver_levels() const
+{
+    return config_.shallow_incrementality ? static_cast<int>(bt_labels_.size())
+                                          : solvers_->engine.num_backtrack_points();
+}
+
+void Environment::do_push_backtrack_point()
+{
+    logger_("ENV") << loglevel(1) << "push" << EndLog;
+    if (config_.shallow_incrementality) {
+        do_push_shallow_backtrack_point();
+        return;
+    }
+    solvers_->polarity.push_backtrack_point();
+    solvers_->cnf.push_backtrack_point();
+    solvers_->engine.push_backtrack_point();
+}
+
+/// A shallow point is a Boolean label that weakens every later formula; checks assume it false, and
+/// the pop makes it true for good.
+void Environment::do_push_shallow_backtrack_point()
+{
+    std::string name = tm_->get_unused_symbol_name(".btlabel" + std::to_string(next_bt_label_++));
+    const Term_* label = tm_->make_constant(tm_->make_symbol(name, tm_->get_bool_type()));
+    bt_labels_.push_back(label);
+    int var;
+    solvers_->engine.make_proxy(label, &var);
+}
+
+void Environment::do_pop_backtrack_point()
+{
+    logger_("ENV") << loglevel(1) << "pop" << EndLog;
+    reset_model();
+    bool marker = false;
+    while (!marker) {
+        marker = !assertions_.back();
+        assertions_.pop_back();
+    }
+    --num_backtrack_points_;
+    assertions_done_ = assertions_.size();
+    if (config_.shallow_incrementality) {
+        do_pop_shallow_backtrack_point();
+        return;
+    }
+    solvers_->engine.pop_backtrack_point();
+    if (trivially_unsat_at_ > solvers_->engine.num_backtrack_points()) {
+        trivially_unsat_at_ = -1;
+    }
+    solvers_->cnf.pop_backtrack_point();
+    solvers_->polarity.pop_backtrack_point();
+}
+
+void Environment::do_pop_shallow_backtrack_point()
+{
+    const Term_* label = bt_labels_.back();
+    bt_labels_.pop_back();
+    solvers_->sink.begin_clause(true);
+    solvers_->sink.add_literal(label, false);
+    solvers_->sink.end_clause();
+    if (trivially_unsat_at_ > static_cast<int>(bt_labels_.size())) {
+        trivially_unsat_at_ = -1;
+    }
+}
+
+// Preprocessing
+
+/// Brings the engines level with the assertion stack. All formulas between two backtrack points are
+/// processed as one conjunction, so that a stage that looks for top-level facts sees all of them.
+void Environment::do_assert_stack()
+{
+    const Term_* running = nullptr;
+    while (assertions_done_ < assertions_.size()) {
+        const Term_* t = assertions_[assertions_done_++];
+        if (t) {
+            running = running ? tm_->make_and(running, t) : t;
+            continue;
+        }
+        if (running) {
+            do_assert_formula(running);
+            running = nullptr;
+        }
+        do_push_backtrack_point();
+    }
+    if (running) {
+        do_assert_formula(running);
+    }
+}
+
+void Environment::do_assert_formula(const Term_* f)
+{
+    if (trivially_unsat_at_ >= 0) {
+        return;
+    }
+    if (config_.shallow_incrementality && !bt_labels_.empty()) {
+        f = tm_->make_or(bt_labels_.back(), f);
+    }
+    if (solvers_->nnf) {
+        f = solvers_->nnf->apply_partial(f);
+    }
+    logger_("ENV") << loglevel(1) << "preprocessing..." << EndLog;
+    solvers_->polarity.add_formula(f);
+    if (tm_->is_false(f)) {
+        reset_model();
+        trivially_unsat_at_ = num_solver_levels();
+    } else if (!tm_->is_true(f)) {
+        reset_model();
+        refuse_unsupported_atoms(f);
+        logger_("ENV") << loglevel(2) << " converting to cnf..." << FlushLog;
+        solvers_->cnf(f);
+        logger_("ENV") << loglevel(2) << "done" << EndLog;
+    }
+}
+
+/// Throws for an atom that no engine can decide, before a clause of `f` is written: as a free
+/// variable it would give wrong answers. Each node is looked at once in the life of the solvers.
+/// Quantifiers are left to the clause conversion, which names them better.
+void Environment::refuse_unsupported_atoms(const Term_* f)
+{
+    BitVector& seen = solvers_->supported;
+    std::vector<const Term_*> stack{f};
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        stack.pop_back();
+        seen.grow(t->get_id() + 1);
+        if (seen.get(t->get_id())) {
+            continue;
+        }
+        seen.set(t->get_id());
+        if (tm_->is_boolean_atom(t)) {
+            if (!tm_->is_boolean_constant(t) && !tm_->is_quantifier(t)) {
+                throw make_error<error>("unsupported atom (no theory solver for it): ",
+                                        t->to_shallow_str());
+            }
+            continue;
+        }
+        for (size_t i = 0; i < t->arity(); ++i) {
+            stack.push_back(t->child(i));
+        }
+    }
+}
+
+// Terms
+
+void Environment::gc(const TermSet& keep)
+{
+    gc_hook no_more;
+    gc(keep, no_more);
+}
+
+void Environment::gc(const TermSet& keep, gc_hook& hook)
+{
+    logger_("ENV") << loglevel(2) << "gc" << EndLog;
+    std::vector<const Term_*> assertions;
+    assertions.swap(assertions_);
+    int points = num_backtrack_points_;
+    // The solver objects hold terms, so they go first. The labels of shallow points go with them:
+    // the markers bring new ones when the stack is processed again.
+    do_reset();
+    if (owned_tm_ && tm_->num_users() == 1) {
+        TermVector terms(keep.begin(), keep.end());
+        std::vector<const Symbol*> symbols;
+        TypeVector types;
+        std::copy_if(assertions.begin(), assertions.end(), std::back_inserter(terms), is_formula);
+        hook(terms, symbols, types);
+        tm_->gc(terms, symbols, types);
+        auto fresh = std::make_unique<StdTermSimplifier>(tm_);
+        tm_->set_simplifier(fresh.get());
+        simplifier_ = std::move(fresh);
+    }
+    init();
+    assertions_.swap(assertions);
+    num_backtrack_points_ = points;
+}
+
+const Term_* Environment::apply_substitution(const Term_* t, TermArgs from, TermArgs to)
+{
+    return tm_->substitute(t, from, to);
+}
+
+const Term_* Environment::to_nnf(const Term_* t)
+{
+    tm_->typecheck(t, tm_->get_bool_type(), "to_nnf");
+    return NNFGenerator(tm_)(t);
+}
+
+// Statistics
+
+Environment::RawStats Environment::get_raw_stats() const
+{
+    RawStats r;
+    const DpllClauseSink::Stats& c = solvers_->sink.get_stats();
+    r.cnf_variables = c.variables;
+    r.cnf_literals = c.literals;
+    r.cnf_clauses = c.clauses;
+    const DpllSolver::Stats& s = solvers_->engine.get_stats();
+    r.sat_checks = s.checks;
+    r.sat_restarts = s.restarts;
+    r.sat_decisions = s.decisions;
+    r.sat_random_decisions = s.random_decisions;
+    r.sat_propagations = s.propagations;
+    r.sat_theory_propagations = s.theory_propagations;
+    r.sat_watched_clauses_visited = s.watched_clauses_visited;
+    r.sat_binary_watched_clauses_visited = s.binary_watched_clauses_visited;
+    r.sat_conflicts = s.conflicts;
+    r.sat_theory_conflicts = s.theory_conflicts;
+    return r;
+}
+
+Environment::StatsList Environment::get_stats() const
+{
+    RawStats r = get_raw_stats();
+    const std::pair<const char*, uint64_t> rows[] = {
+        {":cnf-variables", r.cnf_variables},
+        {":cnf-literals", r.cnf_literals},
+        {":cnf-clauses", r.cnf_clauses},
+        {":sat-checks", r.sat_checks},
+        {":sat-restarts", r.sat_restarts},
+        {":sat-decisions", r.sat_decisions},
+        {":sat-random-decisions", r.sat_random_decisions},
+        {":sat-propagations", r.sat_propagations},
+        {":sat-theory-propagations", r.sat_theory_propagations},
+        {":sat-watched-clauses-visited", r.sat_watched_clauses_visited},
+        {":sat-binary-watched-clauses-visited", r.sat_binary_watched_clauses_visited},
+        {":sat-conflicts", r.sat_conflicts},
+        {":sat-theory-conflicts", r.sat_theory_conflicts},
+    };
+    StatsList out;
+    for (auto [name, value] : rows) {
+        out.emplace_back(name, std::to_string(value));
+    }
+    return out;
+}
+
+void Environment::print_stats(std::ostream& out, const char* prefix) const
+{
+    for (const auto& [name, value] : get_stats()) {
+        out << prefix << name << " " << value << "\n";
+    }
+    out.flush();
+}
+
+} // namespace tarq

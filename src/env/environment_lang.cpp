@@ -1,0 +1,63 @@
+// Reading SMT-LIB text into terms.
+#include "env/environment.h"
+
+#include "lang/multi_istream.h"
+#include "lang/smtlib2parser.h"
+
+namespace tarq {
+
+const Term_* Environment::from_smt2_script(std::istream& in)
+{
+    return SmtLib2Parser(tm_, false).parse(in);
+}
+
+const Term_*
+Environment::from_smt2_script(std::istream& in, TermVector* terms,
+                              std::vector<std::pair<std::string, std::string>>* annotations)
+{
+    SmtLib2Parser parser(tm_, true);
+    const Term_* result = parser.parse(in);
+    TermVector annotated;
+    parser.get_annotated_terms(annotated);
+    terms->clear();
+    annotations->clear();
+    for (const Term_* t : annotated) {
+        for (const auto& [key, value] : *parser.get_annotations(t)) {
+            terms->push_back(t);
+            annotations->emplace_back(key.substr(key.starts_with(':') ? 1 : 0), value);
+        }
+    }
+    return result;
+}
+
+void Environment::named_terms_from_smt2_script(std::istream& in, std::vector<std::string>* names,
+                                               TermVector* terms)
+{
+    SmtLib2Parser parser(tm_, true);
+    names->clear();
+    terms->clear();
+    for (const SmtLib2Parser::NamedTerm& named : parser.parse_named(in)) {
+        names->push_back(named.name);
+        terms->push_back(named.term);
+    }
+}
+
+const Term_* Environment::from_smt2(std::istream& in)
+{
+    multi_istream framed;
+    framed.add(SMTLIB2_TERMS_PREFIX);
+    framed.add(in);
+    framed.add(SMTLIB2_TERMS_SUFFIX);
+    return from_smt2_script(framed);
+}
+
+const Term_* Environment::from_smt2(std::string_view text)
+{
+    multi_istream framed;
+    framed.add(SMTLIB2_TERMS_PREFIX);
+    framed.add(text);
+    framed.add(SMTLIB2_TERMS_SUFFIX);
+    return from_smt2_script(framed);
+}
+
+} // namespace tarq
