@@ -1,0 +1,445 @@
+// Differential test of the SAT engine with random clause sets, plain and incremental.
+//
+//   fuzz_cnf [--count N] [--seed S] [--max-vars V] [--solver "PROGRAM OPTIONS"] [--save DIR]
+//   fuzz_cnf [--solver "PROGRAM OPTIONS"] --replay FILE
+//
+// Each case runs under all four restart strategies, each time with new random values of the other
+// options. After sat the model is checked against the clauses and assumptions; after unsat the
+// failed assumptions must be among those given and contradict the clauses by an oracle: truth
+// tables up to 16 variables, the external solver beyond (without one the larger answers stay
+// unchecked, and the default size of the cases is small enough for tables). Cases run in a child
+// process, so that a crash or a hang is a finding as well; a failure is shrunk and printed, and
+// with --save written to a file for --replay. The exit status is 1 after a failure.
+#include "base/configuration.h"
+#include "cnfcase.h"
+#include "cnforacle.h"
+#include "dpll/dpllsolver.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tarq::fuzz {
+
+namespace {
+
+constexpr unsigned seconds_per_case = 30;
+constexpr int cases_per_child = 200;
+constexpr int num_strategies = 4;
+
+/// What a child tells its parent, in memory both see.
+struct Report {
+    long running; // index of the case in work
+    int strategy;
+    long cases, queries, sat, unsat, failed_literals, unchecked, tables, runs;
+    uint64_t conflicts, restarts, reductions;
+    char message[2000]; // of the first failure; empty while all is well
+};
+
+void set_value(bool& field, const std::string& text)
+{
+    field = text == "1";
+}
+void set_value(int& field, const std::string& text)
+{
+    field = std::stoi(text);
+}
+void set_value(double& field, const std::string& text)
+{
+    field = std::stod(text);
+}
+
+/// Runs a case and checks every answer.
+class Runner {
+public:
+    Runner(const Case& c, CnfOracle* oracle, Report* report)
+        : case_(c), oracle_(oracle), report_(report), queries_(queries_of(c))
+    {
+        configure();
+        engine_ = std::make_unique<DpllSolver>(config_.dpll, nullptr);
+        scopes_.emplace_back();
+    }
+
+    /// Returns a description of the first failure, or an empty text.
+    std::string run()
+    {
+        size_t query = 0;
+        for (const Op& op : case_.ops) {
+            switch (op.kind) {
+            case Op::clause: {
+                std::vector<dpll::Lit> lits = literals(op.lits);
+                engine_->add_clause(lits);
+                break;
+            }
+            case Op::push:
+                engine_->push_backtrack_point();
+                scopes_.emplace_back();
+                break;
+            case Op::pop:
+                if (scopes_.size() > 1) {
+                    engine_->pop_backtrack_point();
+                    scopes_.pop_back();
+                }
+                break;
+            case Op::solve: {
+                const std::string bad = check(queries_[query]);
+                ++query;
+                if (!bad.empty()) {
+                    return "query " + std::to_string(query) + ": " + bad;
+                }
+                break;
+            }
+            }
+        }
+        report_->conflicts += engine_->get_stats().conflicts;
+        report_->restarts += engine_->get_stats().restarts;
+        report_->reductions += engine_->get_stats().reductions;
+        return "";
+    }
+
+private:
+    void configure()
+    {
+        for (const auto& [name, text] : case_.options) {
+            bool known = false;
+            if (name == "random_seed") {
+                set_value(config_.random_seed, text);
+                known = true;
+            }
+#define OPT_DPLL(field, ...)                                                                       \
+    if (name == #field) {                                                                          \
+        set_value(config_.dpll.field, text);                                                       \
+        known = true;                                                                              \
+    }
+#include "base/options.def"
+            if (!known) {
+                throw std::runtime_error("unknown option " + name);
+            }
+        }
+    }
+
+    int var_of(int v)
+    {
+        for (const auto& scope : scopes_) {
+            if (const auto it = scope.find(v); it != scope.end()) {
+                return it->second;
+            }
+        }
+        return scopes_.back()[v] = engine_->new_var();
+    }
+
+    std::vector<dpll::Lit> literals(const Lits& lits)
+    {
+        std::vector<dpll::Lit> out;
+        for (int l : lits) {
+            out.emplace_back(var_of(std::abs(l)), l < 0);
+        }
+        return out;
+    }
+
+    bool true_in_model(int l)
+    {
+        const lbool v = engine_->get_model_value(var_of(std::abs(l)));
+        return l > 0 ? v.is_true() : v.is_false();
+    }
+
+    std::string check(const Query& q)
+    {
+        const std::vector<dpll::Lit> assumptions = literals(q.assumptions);
+        ++report_->queries;
+        if (engine_->solve(assumptions)) {
+            ++report_->sat;
+            for (int l : q.assumptions) {
+                if (!true_in_model(l)) {
+                    return "assumption " + std::to_string(l) + " is not true in the model";
+                }
+            }
+            for (const Lits& c : q.clauses) {
+                if (std::none_of(c.begin(), c.end(), [this](int l) { return true_in_model(l); })) {
+                    return "the model satisfies no literal of: " + to_text({{}, {{Op::clause, c}}});
+                }
+            }
+            return "";
+        }
+        ++report_->unsat;
+        Lits failed;
+        for (dpll::Lit l : engine_->get_conflict()) {
+            const auto at = std::find(assumptions.begin(), assumptions.end(), ~l);
+            if (at == assumptions.end()) {
+                return "a failed assumption is none of those given";
+            }
+            failed.push_back(q.assumptions[static_cast<size_t>(at - assumptions.begin())]);
+        }
+        report_->failed_literals += static_cast<long>(failed.size());
+        switch (oracle_->decide(q.clauses, failed)) {
+        case CnfOracle::Answer::sat:
+            return oracle_->decide(q.clauses, q.assumptions) == CnfOracle::Answer::sat
+                       ? "unsat, but there is a model"
+                       : "satisfiable with the " + std::to_string(failed.size()) +
+                             " failed assumptions";
+        case CnfOracle::Answer::unknown:
+            ++report_->unchecked;
+            break;
+        case CnfOracle::Answer::unsat:
+            break;
+        }
+        return "";
+    }
+
+    const Case& case_;
+    CnfOracle* oracle_;
+    Report* report_;
+    std::vector<Query> queries_;
+    Configuration config_;
+    std::unique_ptr<DpllSolver> engine_;
+    std::vector<std::map<int, int>> scopes_; // case variable to engine variable, oldest scope first
+};
+
+std::string run_case(const Case& c, CnfOracle* oracle, Report* report)
+{
+    try {
+        return Runner(c, oracle, report).run();
+    } catch (const std::exception& e) {
+        return std::string("exception: ") + e.what();
+    }
+}
+
+/// Calls `work` in a child process. Returns what went wrong with the process itself, or an empty
+/// text.
+std::string in_child(const std::function<void()>& work)
+{
+    std::fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        work();
+        std::_Exit(0);
+    }
+    int status = 0;
+    if (pid < 0 || waitpid(pid, &status, 0) < 0) {
+        return "no child process";
+    }
+    if (WIFSIGNALED(status)) {
+        return WTERMSIG(status) == SIGALRM ? "hang"
+                                           : "crash by signal " + std::to_string(WTERMSIG(status));
+    }
+    return WEXITSTATUS(status) == 0
+               ? ""
+               : "crash with exit status " + std::to_string(WEXITSTATUS(status));
+}
+
+struct Settings {
+    long count = 2000;
+    uint64_t seed = 1;
+    int max_vars = 0; // 0: by whether there is an external solver
+    int max_failures = 5;
+    std::string solver, save, replay;
+};
+
+class Fuzzer {
+public:
+    explicit Fuzzer(const Settings& s) : settings_(s), oracle_(s.solver)
+    {
+        void* memory = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) {
+            throw std::runtime_error("no shared memory");
+        }
+        report_ = new (memory) Report();
+    }
+
+    int replay()
+    {
+        std::ifstream in(settings_.replay);
+        if (!in) {
+            throw std::runtime_error("cannot read " + settings_.replay);
+        }
+        std::ostringstream text;
+        text << in.rdbuf();
+        const std::string bad = failure_of(read_case(text.str()));
+        std::cout << (bad.empty() ? "passes" : bad) << '\n';
+        return bad.empty() ? 0 : 1;
+    }
+
+    int run()
+    {
+        int failures = 0;
+        for (long i = 0; i < settings_.count && failures < settings_.max_failures;) {
+            const long end = std::min(settings_.count, i + cases_per_child);
+            report_->message[0] = 0;
+            std::string bad = in_child([this, i, end] { run_range(i, end); });
+            i = end;
+            if (bad.empty() && report_->message[0] == 0) {
+                continue;
+            }
+            ++failures;
+            i = report_->running + 1;
+            handle_failure(report_->running, report_->strategy);
+        }
+        print_summary(failures);
+        return failures == 0 ? 0 : 1;
+    }
+
+private:
+    Case make_case(long index, int strategy) const
+    {
+        std::mt19937_64 rng(settings_.seed * 1000003 + static_cast<uint64_t>(index));
+        // Half of the cases are of the size where truth tables serve.
+        const int large = settings_.max_vars > 0     ? settings_.max_vars
+                          : settings_.solver.empty() ? CnfOracle::table_limit
+                                                     : 120;
+        Case c =
+            random_case(rng, index % 2 == 0 ? std::min(large, CnfOracle::table_limit - 2) : large);
+        for (int s = 0; s < strategy; ++s) {
+            random_options(rng);
+        }
+        c.options = random_options(rng);
+        c.options.emplace_back("restart_strategy", std::to_string(strategy));
+        return c;
+    }
+
+    void run_range(long begin, long end)
+    {
+        for (long i = begin; i < end; ++i) {
+            ++report_->cases;
+            for (int s = 0; s < num_strategies; ++s) {
+                report_->running = i;
+                report_->strategy = s;
+                alarm(seconds_per_case);
+                const std::string bad = run_case(make_case(i, s), &oracle_, report_);
+                if (!bad.empty()) {
+                    set_message(bad);
+                    std::_Exit(0);
+                }
+            }
+        }
+        report_->tables += oracle_.num_tables();
+        report_->runs += oracle_.num_runs();
+    }
+
+    void set_message(const std::string& text)
+    {
+        std::snprintf(report_->message, sizeof report_->message, "%s", text.c_str());
+    }
+
+    std::string failure_of(const Case& c)
+    {
+        report_->message[0] = 0;
+        const std::string bad = in_child([this, &c] {
+            alarm(seconds_per_case);
+            set_message(run_case(c, &oracle_, report_));
+        });
+        return bad.empty() ? report_->message : bad;
+    }
+
+    /// The first of the smaller cases that fails still, as often as there is one.
+    Case shrink(Case c)
+    {
+        for (int size = static_cast<int>(c.ops.size()) / 2; size >= -1;) {
+            const std::vector<Case> trials = smaller_cases(c, size);
+            const auto it = std::find_if(trials.begin(), trials.end(),
+                                         [this](const Case& t) { return !failure_of(t).empty(); });
+            if (it != trials.end()) {
+                c = Case(*it);
+            } else {
+                size = size > 1 ? size / 2 : size - 1;
+            }
+        }
+        return c;
+    }
+
+    void handle_failure(long index, int strategy)
+    {
+        const Report before = *report_;
+        const Case c = shrink(make_case(index, strategy));
+        const std::string bad = failure_of(c);
+        *report_ = before;
+        std::ostringstream text;
+        text << "# case " << index << " of seed " << settings_.seed << ", strategy " << strategy
+             << '\n'
+             << "# "
+             << (bad.empty() ? "fails only after other cases: " + std::string(before.message) : bad)
+             << '\n'
+             << to_text(c);
+        std::cout << "FAILURE\n" << text.str() << std::endl;
+        if (!settings_.save.empty()) {
+            std::filesystem::create_directories(settings_.save);
+            std::ofstream(settings_.save + "/cnf_" + std::to_string(settings_.seed) + "_" +
+                          std::to_string(index) + "_" + std::to_string(strategy) + ".trace")
+                << text.str();
+        }
+    }
+
+    void print_summary(int failures) const
+    {
+        const Report& r = *report_;
+        std::cout << r.cases << " cases, " << r.queries << " queries (" << r.sat
+                  << " sat, all models checked; " << r.unsat << " unsat, " << r.unchecked
+                  << " of them unchecked, " << r.failed_literals << " failed assumptions), "
+                  << r.tables << " truth tables, " << r.runs << " runs of the external solver, "
+                  << r.conflicts << " conflicts, " << r.restarts << " restarts, " << r.reductions
+                  << " reductions, " << failures << " failures\n";
+    }
+
+    Settings settings_;
+    CnfOracle oracle_;
+    Report* report_;
+};
+
+Settings parse_arguments(int argc, char** argv)
+{
+    Settings s;
+    for (int i = 1; i < argc; ++i) {
+        const std::string name = argv[i];
+        if (i + 1 == argc) {
+            throw std::runtime_error("option without value: " + name);
+        }
+        const std::string value = argv[++i];
+        if (name == "--count") {
+            s.count = std::stol(value);
+        } else if (name == "--seed") {
+            s.seed = std::stoull(value);
+        } else if (name == "--max-vars") {
+            s.max_vars = std::stoi(value);
+        } else if (name == "--max-failures") {
+            s.max_failures = std::stoi(value);
+        } else if (name == "--solver") {
+            s.solver = value;
+        } else if (name == "--save") {
+            s.save = value;
+        } else if (name == "--replay") {
+            s.replay = value;
+        } else {
+            throw std::runtime_error("unknown option: " + name);
+        }
+    }
+    return s;
+}
+
+} // namespace
+
+} // namespace tarq::fuzz
+
+int main(int argc, char** argv)
+{
+    try {
+        const tarq::fuzz::Settings s = tarq::fuzz::parse_arguments(argc, argv);
+        tarq::fuzz::Fuzzer f(s);
+        return s.replay.empty() ? f.run() : f.replay();
+    } catch (const std::exception& e) {
+        std::cerr << "fuzz_cnf: " << e.what() << '\n';
+        return 2;
+    }
+}
