@@ -8,15 +8,12 @@
 
 namespace tarq {
 
-/// Base of every failure that leaves a library operation. Subsystems derive a nested `error` from it
-/// with `using Exception::Exception;`.
+/// Base of every failure that leaves a library operation. Subsystems derive a nested `error` from
+/// it with `using Exception::Exception;`.
 class Exception : public std::exception {
 public:
     Exception() = default;
-    explicit Exception(std::string msg)
-        : msg_(std::move(msg))
-    {
-    }
+    explicit Exception(std::string msg) : msg_(std::move(msg)) {}
 
     /// The text shown to the caller; valid while the exception lives.
     const std::string& get_msg() const { return msg_; }

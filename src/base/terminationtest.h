@@ -17,7 +17,7 @@ public:
     virtual ~TerminationTest() = default;
 
     /// Returns normally to go on, throws `terminated` to stop.
-    virtual void operator()() const { }
+    virtual void operator()() const {}
 };
 
 } // namespace tarq

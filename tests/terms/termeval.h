@@ -369,16 +369,21 @@ private:
         return v;
     }
 
+    /// A power whose value is beyond a million bits is as good as unknown.
     Value power(const Value& base, const Value& exponent)
     {
-        if (exponent.number.get_den() != 1 || abs(exponent.number) > 64) {
+        mpz_class num = base.number.get_num(), den = base.number.get_den();
+        const mpz_class factors = abs(exponent.number.get_num());
+        const size_t bits =
+            std::max(mpz_sizeinbase(num.get_mpz_t(), 2), mpz_sizeinbase(den.get_mpz_t(), 2));
+        if (exponent.number.get_den() != 1 || factors > 1000000 / bits) {
             return unknown(~uint64_t(1), {&base, &exponent}, tm_.get_real_type());
         }
+        mpz_pow_ui(num.get_mpz_t(), num.get_mpz_t(), factors.get_ui());
+        mpz_pow_ui(den.get_mpz_t(), den.get_mpz_t(), factors.get_ui());
         Value product, one;
-        product.number = one.number = 1;
-        for (mpq_class n = abs(exponent.number); n > 0; n -= 1) {
-            product.number *= base.number;
-        }
+        product.number = mpq_class(num, den);
+        one.number = 1;
         return exponent.number < 0 ? quotient(one, product) : product;
     }
 
