@@ -130,6 +130,7 @@ int run_dimacs(InputBuffer* input, const LibraryOptions& options, bool with_stat
     if (with_stats && status != 1) {
         print_stats(solver, &out);
     }
+    Stop::leave(status);
     return status;
 }
 

@@ -195,6 +195,7 @@ int run_script(InputBuffer* input, const LibraryOptions& options, bool print_sta
     if (print_stats) {
         runner.print_stats();
     }
+    Stop::leave(status);
     return status;
 }
 

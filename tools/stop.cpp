@@ -200,6 +200,14 @@ bool Stop::is_owed()
     return owed_text != nullptr;
 }
 
+void Stop::leave([[maybe_unused]] int status)
+{
+    in_output = in_output + 1;
+#ifndef __SANITIZE_ADDRESS__
+    _exit(status); // std::cout and std::cerr hold nothing back at this point
+#endif
+}
+
 OutputGuard::OutputGuard()
 {
     in_output = in_output + 1;
