@@ -88,9 +88,11 @@ void ScriptInterpreter::remove_names(size_t down_to)
 /// by a definition, which then hides that meaning.
 void ScriptInterpreter::want_user_name(std::string_view name)
 {
-    if (name.substr(0, 1) == "." ||
-        std::find(std::begin(CORE_NAMES), std::end(CORE_NAMES), name) != std::end(CORE_NAMES)) {
+    if (name.substr(0, 1) == ".") {
         raise("symbol `" + std::string(name) + "' is reserved");
+    }
+    if (std::find(std::begin(CORE_NAMES), std::end(CORE_NAMES), name) != std::end(CORE_NAMES)) {
+        raise("`" + std::string(name) + "' is a built-in function");
     }
 }
 

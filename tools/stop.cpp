@@ -15,8 +15,8 @@ namespace {
 // After a stop the script goes on for `GRACE`, and the process is gone after `LAST`; both in
 // nanoseconds. Together with the period of the timer they stay below the 0.2 s that a caller
 // may count on.
-constexpr long long GRACE = 80'000'000;
-constexpr long long LAST = 160'000'000;
+constexpr long long GRACE = 50'000'000;
+constexpr long long LAST = 150'000'000;
 constexpr long PERIOD_US = 10'000;
 
 // All of it is touched by the handlers. Only whole-word stores are used, and one thread runs.

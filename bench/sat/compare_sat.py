@@ -74,7 +74,7 @@ def unsatisfied(path, lits):
 
 def launch(cmd, args, out_path):
     """Returns (status, cpu, rss in KiB)."""
-    wall = args.timeout * 4 + 10
+    wall = args.timeout * 20 + 60  # a safeguard only: a loaded machine must not end a run
     if args.measure:
         text = subprocess.run([args.measure, str(args.timeout), str(wall), str(args.memory), out_path] + cmd,
                               stdout=subprocess.PIPE, check=True, text=True).stdout.split()
@@ -135,8 +135,8 @@ def fmt(x, digits=2):
 
 
 def report(rows, names, args):
-    """rows: (family, file, {name: Result})."""
-    families = sorted({r[0] for r in rows})
+    """rows: (group, file, {name: Result})."""
+    groups = sorted({r[0] for r in rows})
 
     def ratios(part, name, get):
         out = []
@@ -158,10 +158,10 @@ def report(rows, names, args):
     others = [n for n in names if n != BASE]
     for title, get in (('time', time_of), ('peak memory', mem), ('propagations per second', rate)):
         print('\n%s relative to %s, geometric mean' % (title, BASE))
-        print('%-20s %5s %s' % ('family', 'files', ' '.join('%10s' % n for n in others)))
-        for fam in families + ['all']:
-            part = [r for r in rows if fam in (r[0], 'all')]
-            print('%-20s %5d %s' % (fam, len(part), ' '.join('%10s' % fmt(geo(ratios(part, n, get))) for n in others)))
+        print('%-20s %5s %s' % ('group', 'files', ' '.join('%10s' % n for n in others)))
+        for group in groups + ['all']:
+            part = [r for r in rows if group in (r[0], 'all')]
+            print('%-20s %5d %s' % (group, len(part), ' '.join('%10s' % fmt(geo(ratios(part, n, get))) for n in others)))
     print('\n%-20s %s' % ('', ' '.join('%10s' % n for n in names)))
     solved = {n: [r[2][n] for r in rows if r[2][n].answer] for n in names}
     print('%-20s %s' % ('solved', ' '.join('%10d' % len(solved[n]) for n in names)))
@@ -184,7 +184,7 @@ def main():
     ap.add_argument('--timeout', type=int, default=60, help='CPU seconds (default 60)')
     ap.add_argument('--memory', type=int, default=4096, help='address space in MiB (default 4096)')
     ap.add_argument('--floor', type=float, default=0.01, help='shorter times count as this (default 0.01)')
-    ap.add_argument('--family', help='only these families, separated by commas')
+    ap.add_argument('--family', help='only these groups, separated by commas')
     ap.add_argument('--every', type=int, default=1, help='only every Nth file of the table')
     ap.add_argument('--max-base', type=float, help='only files with a minisat time in the table up to this')
     ap.add_argument('--no-cadical', action='store_true')
@@ -213,7 +213,7 @@ def main():
     rows = []
     out = csv.writer(open(args.out, 'w', newline=''), lineterminator='\n') if args.out else None
     if out:
-        out.writerow(['family', 'file', 'expected', 'solver', 'answer', 'cpu_s', 'peak_kib', 'propagations', 'wrong'])
+        out.writerow(['group', 'file', 'expected', 'solver', 'answer', 'cpu_s', 'peak_kib', 'propagations', 'wrong'])
     with tempfile.TemporaryDirectory() as scratch:
         for i, row in enumerate(table):
             path = generate.write_row(row, args.work)
@@ -223,9 +223,9 @@ def main():
                 if r.wrong:
                     print('! %s WRONG on %s: %s' % (name, row['file'], r.wrong), file=sys.stderr)
                 if out:
-                    out.writerow([row['family'], row['file'], row['expected'], name, r.answer or 'none',
+                    out.writerow([row['group'], row['file'], row['expected'], name, r.answer or 'none',
                                   '%.3f' % r.cpu, r.rss, r.props or '', r.wrong])
-            rows.append((row['family'], row['file'], res))
+            rows.append((row['group'], row['file'], res))
             print('%3d/%d %-60s %s' % (i + 1, len(table), row['file'][:60], ' '.join(
                 '%s %.2f%s' % (n, res[n].cpu, '' if res[n].answer else '!') for n in names)), file=sys.stderr, flush=True)
     if rows:

@@ -54,11 +54,13 @@ def file_name(name, params, seed):
 
 
 def read_table(path=TABLE):
-    """Rows of the instance table as dictionaries, with the file name added."""
+    """Rows of the instance table as dictionaries, with the file name added. Columns: group (a name for
+    reports), family, parameters, seed, expected, minisat_s and cadical_s (CPU seconds when chosen)."""
     with open(path, newline='') as f:
         rows = list(csv.DictReader(f))
     for row in rows:
         params, seed = parse_params(row['family'], row['parameters'].split() + ['seed=' + row['seed']])
+        row.setdefault('group', row['family'])
         row['file'] = file_name(row['family'], params, seed)
     return rows
 

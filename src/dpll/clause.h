@@ -15,6 +15,17 @@ namespace tarq::dpll {
 
 class ClausePool;
 
+#if defined(__SANITIZE_ADDRESS__)
+#define TARQ_POOLS_CLAUSES false
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TARQ_POOLS_CLAUSES false
+#endif
+#endif
+#ifndef TARQ_POOLS_CLAUSES
+#define TARQ_POOLS_CLAUSES true
+#endif
+
 /// One block of 32-bit words:
 ///   0         size in the low 24 bits, LBD (saturated at 255) in the top 8
 ///   1..size   the literals
@@ -115,7 +126,8 @@ private:
 /// a clause costs its words and nothing else and clauses made together lie together.
 ///
 /// Owns all memory it gave out; clauses need no destruction. Sizes above `max_pooled` words, which
-/// are rare, come from the heap one by one.
+/// are rare, come from the heap one by one; under the address sanitizer all do, so that it sees uses of
+/// freed clauses.
 class ClausePool {
 public:
     ClausePool() = default;
@@ -129,7 +141,7 @@ public:
     void release(uint32_t* p, size_t n);
     void swap(ClausePool& o) noexcept;
 
-    static constexpr size_t max_pooled = 512;
+    static constexpr size_t max_pooled = TARQ_POOLS_CLAUSES ? 512 : 0;
 
 private:
     void keep_free(uint32_t* p, size_t n);
@@ -183,6 +195,8 @@ private:
     Lit blocker_;
     uintptr_t tagged_;
 };
+
+#undef TARQ_POOLS_CLAUSES
 
 static_assert(sizeof(Clause) == 4, "the literals follow the first word at once");
 static_assert(sizeof(Watch) == 16, "four watches to a cache line");

@@ -105,7 +105,7 @@ bool DpllSolver::backjump_and_learn(Clause* confl)
     } else if (confl->size() > 1
                && (level((*confl)[0].var()) < conflict_at
                    || level((*confl)[1].var()) < conflict_at)) {
-        rewatch_by_trail(confl); // levels had been opened before propagation was done
+        rewatch_by_trail(confl); // one literal came late from the theories
     }
     if (conflict_at == 0) {
         release_clause(confl);

@@ -37,10 +37,17 @@ int DpllSolver::push_backtrack_point()
     return var;
 }
 
-/// Opens the levels of the points that have none, as far as they are not contradictory.
+/// Opens the levels of the points that have none, as far as they are not contradictory. Each level is
+/// propagated before the next one is opened: what is implied at a level must stand at that level, or a
+/// pop would take it along.
 void DpllSolver::open_btpoint_levels()
 {
     while (unsat_level_ < 0 && decision_level() < num_backtrack_points()) {
+        if (Clause* confl = propagate_literals()) {
+            unsat_level_ = conflict_level(confl);
+            release_clause(confl);
+            return;
+        }
         const Lit b = btpoints_[index(decision_level())];
         if (value(b).is_false()) {
             unsat_level_ = decision_level() + 1;

@@ -123,8 +123,7 @@ Clause* DpllSolver::propagate_literals()
     }
 
     trail_size_ = trail_size;
-    // After a conflict p counts as not propagated: points are opened without propagation, so p may be
-    // of an older level than what the conflict undoes.
+    // After a conflict p counts as not propagated, should p's level outlive it.
     qhead_ = confl ? qhead - 1 : qhead;
     const uint64_t done = qhead - start;
     stats_.propagations += done;

@@ -147,6 +147,9 @@ void DpllSolver::reduce_db_if_due()
         learnt_limit_ = static_cast<int64_t>(static_cast<double>(learnt_limit_)
                                              * config_.learnt_limit_factor);
         reduce_db();
+        // Where most clauses are of those that always stay, reductions would follow each other.
+        const auto kept = static_cast<int64_t>(learnts_.size());
+        learnt_limit_ = std::max(learnt_limit_, kept + kept / 2 + 1);
     }
 }
 
@@ -157,6 +160,7 @@ void DpllSolver::reduce_db()
     struct Entry {
         float value;
         bool is_short;
+        uint32_t id;
         Clause* c;
     };
     const size_t n = learnts_.size();
@@ -168,15 +172,19 @@ void DpllSolver::reduce_db()
     order.reserve(n);
     for (Clause* c : learnts_) {
         const float weight = c->is_theory() ? static_cast<float>(config_.theory_clause_weight) : 1.0F;
-        order.push_back({ c->activity() * weight, c->size() <= 2, c });
+        order.push_back({ c->activity() * weight, c->size() <= 2, c->id(), c });
     }
-    std::sort(order.begin(), order.end(), [](const Entry& a, const Entry& b) {
-        if (a.is_short != b.is_short) {
-            return b.is_short;
-        }
-        return a.value != b.value ? a.value < b.value : a.c->id() < b.c->id();
-    });
     const auto first_part = static_cast<size_t>(static_cast<double>(n) * config_.reduce_fraction);
+    if (first_part < n) {
+        // Only which clauses are in the first part matters, not their order.
+        std::nth_element(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(first_part),
+                         order.end(), [](const Entry& a, const Entry& b) {
+                             if (a.is_short != b.is_short) {
+                                 return b.is_short;
+                             }
+                             return a.value != b.value ? a.value < b.value : a.id < b.id;
+                         });
+    }
     learnts_.clear();
     for (size_t i = 0; i < n; ++i) {
         Clause* c = order[i].c;
@@ -203,10 +211,11 @@ void DpllSolver::reduce_db()
 
 /// Moves the learnt clauses to fresh memory in the order of the watch lists, so that propagation walks
 /// memory forward, and gives back what reductions left unused. A clause that someone else refers to
-/// can't be moved; such are rare, and then all stay.
+/// can't be moved; such are rare, and then all stay. The store of theory lemmas may be the last holder
+/// of a clause in that memory.
 void DpllSolver::collect_learnt_memory()
 {
-    if (!pending_units_.empty()
+    if (!pending_units_.empty() || !stored_tlemmas_.empty()
         || std::any_of(learnts_.begin(), learnts_.end(),
                        [](const Clause* c) { return c->num_references() > 1; })) {
         return;

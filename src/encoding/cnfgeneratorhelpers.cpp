@@ -42,7 +42,7 @@ bool CnfHelper::do_check_clause(const Term_* t, const ClauseMap& map)
                 signed_stack_.emplace_back(x->child(1), positive);
                 signed_stack_.emplace_back(x->child(0), positive);
             }
-        } else if (!tm_->is_boolean_atom(x)) {
+        } else if (!is_atom(x)) {
             // A conjunction, a truth constant, or an `iff`, which is a clause at the root only.
             return false;
         }
@@ -54,19 +54,17 @@ void CnfHelper::find_parents(const Term_* t, ParentCounts& parents, bool add)
 {
     int delta = add ? 1 : -1;
     TermMarksCleaner cleaner(marks_);
-    marks_.insert(t);
-    stack_.assign(1, t);
+    stack_.clear();
+    if (tm_->is_connective(t->get_symbol())) {
+        marks_.insert(t);
+        stack_.push_back(t);
+    }
     while (!stack_.empty()) {
         const Term_* x = stack_.back();
         stack_.pop_back();
-        if (x->arity() == 0 || tm_->is_boolean_atom(x)) {
-            continue;
-        }
-        for (size_t i = 0; i < x->arity(); ++i) {
-            const Term_* c = x->child(i);
+        for (const Term_* c : x->children()) {
             parents.add(c, delta);
-            // Leaves are counted, but nothing stands below them, so they need no mark.
-            if (c->arity() != 0 && marks_.insert(c)) {
+            if (tm_->is_connective(c->get_symbol()) && marks_.insert(c)) {
                 stack_.push_back(c);
             }
         }

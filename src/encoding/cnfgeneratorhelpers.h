@@ -84,6 +84,15 @@ public:
         return t;
     }
 
+    /// Whether `t`, which is Boolean, is no connective, true or false. Looks at no type: in a formula
+    /// everything that connectives are applied to is Boolean, and the symbols of the atoms are spread
+    /// over memory.
+    bool is_atom(const Term_* t) const
+    {
+        const Symbol* s = t->get_symbol();
+        return !tm_->is_connective(s) && !tm_->is_true(s) && !tm_->is_false(s);
+    }
+
 private:
     bool do_check_clause(const Term_* t, const ClauseMap& map);
     bool is_iff_of_literals(const Term_* t) const;

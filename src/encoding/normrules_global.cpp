@@ -22,7 +22,6 @@ public:
     bool operator()(TermManager* tm, const Term_* t, const Term_** out) const override
     {
         hsh::HashMap<const Term_*, bool> signs; // a conjunct to whether it is negated
-        TermSet entered;
         TermVector stack{t};
         while (!stack.empty()) {
             const Term_* x = stack.back();
@@ -31,18 +30,15 @@ public:
             for (; tm->is_not(x); x = x->child(0)) {
                 negated = !negated;
             }
-            // a negated conjunction is one conjunct: what is below it need not hold
-            if (tm->is_and(x) && !negated) {
-                if (entered.insert(x).second) {
-                    stack.push_back(x->child(0));
-                    stack.push_back(x->child(1));
-                }
-                continue;
-            }
             const auto [it, is_new] = signs.insert({x, negated});
-            if (!is_new && it->second != negated) {
+            if (it->second != negated) {
                 *out = tm->make_false();
                 return true;
+            }
+            // a negated conjunction is one conjunct: what is below it need not hold
+            if (is_new && !negated && tm->is_and(x)) {
+                stack.push_back(x->child(0));
+                stack.push_back(x->child(1));
             }
         }
         return false;

@@ -3,7 +3,7 @@
 
 #include "encoding/normrules.h"
 
-#include "base/hashset.h"
+#include "encoding/termmarks.h"
 #include "terms/termmanager.h"
 #include "terms/termnormalizer.h"
 
@@ -15,16 +15,16 @@ namespace tarq::norm {
 
 namespace {
 
-/// What the rules of one session share. Terms in `clean` hold no product that would change, so a
-/// walk need not enter them again: over a session, all walks together are linear.
+/// What the rules of one session share.
 struct MultChainState {
     TermMap subst_cache; // a product to its canonical form
-    TermSet clean;
-    TermVector stack, factors, seen; // seen: entered by the last walk, not clean before it
+    TermMarks clean;     // terms without a product that would change: no walk need enter them again
+    TermVector stack, factors, became;
+    TermVector seen; // entered by the last walk, not clean before it
 };
 
 /// Products longer than this, sharing unfolded, stay as they are.
-constexpr size_t MAX_FACTORS = 1000;
+constexpr size_t MAX_FACTORS = 200;
 
 /// Lists the factors of a product from left to right; false if there are too many.
 bool get_ntimes_args(TermManager* tm, const Term_* t, TermVector& factors, TermVector& scratch)
@@ -122,7 +122,7 @@ public:
         while (!state.stack.empty()) {
             const Term_* x = state.stack.back();
             state.stack.pop_back();
-            if (x->arity() == 0 || !state.clean.insert(x).second) {
+            if (x->arity() == 0 || !state.clean.insert(x)) {
                 continue;
             }
             state.seen.push_back(x);
@@ -156,31 +156,35 @@ private:
     /// were clean before. Those that have changed are not clean.
     static const Term_* substitute_seen(TermManager* tm, const Term_* t, MultChainState& state)
     {
-        TermMap changed;
+        TermVector& seen = state.seen;
+        TermVector& became = state.became; // by position in `seen`
         TermVector args;
-        std::sort(state.seen.begin(), state.seen.end(), term_lt()); // children first
-        for (const Term_* x : state.seen) {
-            const auto product = state.subst_cache.find(x);
+        std::sort(seen.begin(), seen.end(), term_lt()); // children first
+        became.clear();
+        const auto find = [&](const Term_* x) {
+            const auto it = std::lower_bound(seen.begin(), seen.end(), x, term_lt());
+            const auto i = static_cast<size_t>(it - seen.begin());
+            return it != seen.end() && *it == x ? became[i] : x;
+        };
+        for (const Term_* x : seen) {
             const Term_* r = x;
-            if (product != state.subst_cache.end()) {
-                r = product->second;
+            if (is_chain_root(tm, x)) {
+                r = state.subst_cache[x];
             } else {
                 args.clear();
                 bool rebuild = false;
                 for (const Term_* child : x->children()) {
-                    const auto it = changed.find(child);
-                    args.push_back(it == changed.end() ? child : it->second);
-                    rebuild = rebuild || it != changed.end();
+                    args.push_back(find(child));
+                    rebuild = rebuild || args.back() != child;
                 }
                 r = rebuild ? tm->make_term(x->get_symbol(), args) : x;
             }
             if (r != x) {
-                changed[x] = r;
                 state.clean.erase(x);
             }
+            became.push_back(r);
         }
-        const auto it = changed.find(t);
-        return it == changed.end() ? t : it->second;
+        return find(t);
     }
 
     SymbolTag::tag applicant_;
@@ -213,11 +217,16 @@ public:
 
     bool operator()(TermManager* tm, const Term_* t, const Term_** out) const override
     {
-        if (!tm->is_plus(t->child(0)) && !tm->is_plus(t->child(1))) {
+        const Term_* x = t->child(0);
+        const Term_* y = t->child(1);
+        // a multiple of a sum is linear: atoms unfold it themselves, and here a chain of them would
+        // be copied at every level
+        if ((!tm->is_plus(x) && !tm->is_plus(y)) || tm->is_arith_number(x) ||
+            tm->is_arith_number(y)) {
             return false;
         }
         TermVector left, right;
-        if (!list_summands(tm, t->child(0), left) || !list_summands(tm, t->child(1), right) ||
+        if (!list_summands(tm, x, left) || !list_summands(tm, y, right) ||
             left.size() * right.size() > MAX_SUMMANDS) {
             return false;
         }
@@ -233,7 +242,7 @@ public:
 
 private:
     // Repeated products of sums grow exponentially; beyond this they stay factored.
-    static constexpr size_t MAX_SUMMANDS = 1000;
+    static constexpr size_t MAX_SUMMANDS = 200;
 
     static bool list_summands(TermManager* tm, const Term_* t, TermVector& out)
     {

@@ -53,7 +53,7 @@ void PolarityChecker::add_formula(const Term_* f)
     while (!stack_.empty()) {
         auto [x, polarity] = stack_.back();
         stack_.pop_back();
-        if (!merge(x, polarity) || x->arity() == 0) {
+        if (!merge(x, polarity)) {
             continue;
         }
         if (tm_->is_and(x) || tm_->is_or(x)) {

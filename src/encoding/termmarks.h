@@ -40,6 +40,14 @@ public:
         return id < bytes_.size() && (bytes_[id] & (sign ? 2 : 1));
     }
 
+    /// Takes (t, true) and (t, false) out of the set.
+    void erase(const Term_* t)
+    {
+        if (contains(t) || contains(t, true)) {
+            bytes_[t->get_id()] = 0;
+        }
+    }
+
     /// Empties the set; linear in the terms that were inserted.
     void clear()
     {

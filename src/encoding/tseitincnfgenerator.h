@@ -139,7 +139,7 @@ void TseitinCNFGenerator<Sink>::operator()(const Term_* f)
             top_stack_.push_back(t->child(1));
             continue;
         }
-        if (tm_->is_quantifier(t)) {
+        if (helper_.is_atom(t) && tm_->is_quantifier(t)) {
             refuse_quantifier();
         }
         if (helper_.check_clause(t, clause_map_)) {
@@ -217,9 +217,6 @@ void TseitinCNFGenerator<Sink>::write_iff_clauses(const Term_* t, bool negated)
 template <class Sink>
 typename TseitinCNFGenerator<Sink>::Kind TseitinCNFGenerator<Sink>::kind_of(const Term_* t) const
 {
-    if (t->arity() == 0) {
-        return tm_->is_true(t) || tm_->is_false(t) ? Kind::truth_constant : Kind::atom;
-    }
     if (tm_->is_and(t)) {
         return Kind::conjunction;
     }
@@ -231,6 +228,9 @@ typename TseitinCNFGenerator<Sink>::Kind TseitinCNFGenerator<Sink>::kind_of(cons
     }
     if (tm_->is_iff(t)) {
         return Kind::equivalence;
+    }
+    if (tm_->is_true(t) || tm_->is_false(t)) {
+        return Kind::truth_constant;
     }
     return tm_->is_quantifier(t) ? Kind::quantifier : Kind::atom;
 }

@@ -209,6 +209,7 @@ void Environment::do_push_shallow_backtrack_point()
 {
     std::string name = tm_->get_unused_symbol_name(".btlabel" + std::to_string(next_bt_label_++));
     const Term_* label = tm_->make_constant(tm_->make_symbol(name, tm_->get_bool_type()));
+    tm_->remove_symbol(name); // the name must not lead a user to the label
     bt_labels_.push_back(label);
     int var;
     solvers_->engine.make_proxy(label, &var);
@@ -304,7 +305,7 @@ void Environment::do_assert_formula(const Term_* f)
 void Environment::refuse_unsupported_atoms(const Term_* f)
 {
     BitVector& seen = solvers_->supported;
-    std::vector<const Term_*> stack{f};
+    std::vector<const Term_*> stack { f };
     while (!stack.empty()) {
         const Term_* t = stack.back();
         stack.pop_back();
@@ -313,15 +314,12 @@ void Environment::refuse_unsupported_atoms(const Term_* f)
             continue;
         }
         seen.set(t->get_id());
-        if (tm_->is_boolean_atom(t)) {
-            if (!tm_->is_boolean_constant(t) && !tm_->is_quantifier(t)) {
-                throw make_error<error>("unsupported atom (no theory solver for it): ",
-                                        t->to_shallow_str());
-            }
-            continue;
-        }
-        for (size_t i = 0; i < t->arity(); ++i) {
-            stack.push_back(t->child(i));
+        if (tm_->is_connective(t->get_symbol())) {
+            stack.insert(stack.end(), t->children().begin(), t->children().end());
+        } else if (tm_->is_boolean_atom(t) && !tm_->is_boolean_constant(t)
+            && !tm_->is_quantifier(t)) {
+            throw make_error<error>("unsupported atom (no theory solver for it): ",
+                t->to_shallow_str());
         }
     }
 }

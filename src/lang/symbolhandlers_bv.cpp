@@ -6,7 +6,7 @@ namespace tarq {
 namespace {
 
 using TM = TermManager;
-using BVConcatHandler = BinaryHandler<&TM::make_bv_concat, true>;
+using BVConcatHandler = BinaryHandler<&TM::make_bv_concat, false>;
 using BVNotHandler = UnaryHandler<&TM::make_bv_not>;
 using BVNegHandler = UnaryHandler<&TM::make_bv_neg>;
 using BVXorHandler = BinaryHandler<&TM::make_bv_xor, false>;

@@ -6,6 +6,7 @@
 #include "terms/term.h"
 #include "terms/termarena.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -59,12 +60,31 @@ public:
     };
     Key get_key(const Term_* t) const { return Key(arena_.key_of(t)); }
     TermClass get_class(const Term_* t) const { return get_key(t).get_class(); }
-    /// Whether a has the smaller id. Terms of one class are not touched until the first collection.
-    /// ka, kb  the keys of a and b
+    /// Whether a has the smaller id.
+    bool is_older(const Term_* a, const Term_* b) const
+    {
+        return is_older(a, b, get_key(a), get_key(b));
+    }
+    /// The same with the keys of a and b at hand. Terms of one class are not touched until the first collection.
     bool is_older(const Term_* a, const Term_* b, Key ka, Key kb) const
     {
         return arena_.is_monotone() && ka.get_class() == kb.get_class() ? ka.key_ < kb.key_
                                                                         : a->get_id() < b->get_id();
+    }
+
+    /// Fetches the bucket of a binary application ahead, with the children in order of age if they
+    /// are of one class. Nothing while the table is small enough for the cache.
+    void prefetch_sorted(const Symbol* symbol, const Term_* a, const Term_* b) const
+    {
+        if (table_.buckets < PREFETCH_FROM) {
+            return;
+        }
+        const uint64_t ka = arena_.key_of(a);
+        const uint64_t kb = arena_.key_of(b);
+        uint64_t hash = symbol->get_id();
+        hash ^= (hash << 6) + (hash >> 2) + static_cast<uint32_t>(std::min(ka, kb));
+        hash ^= (hash << 6) + (hash >> 2) + static_cast<uint32_t>(std::max(ka, kb));
+        __builtin_prefetch(&buckets_[table_.index(hash)], 1);
     }
 
     /// The live terms, bucket by bucket.
@@ -82,6 +102,8 @@ public:
     size_t bucket_bytes() const { return table_.buckets * sizeof(Bucket); }
 
 private:
+    static constexpr size_t PREFETCH_FROM = 200000;
+
     using Cell = TermArena::Cell;
     struct Bucket {
         uint32_t first;  // number of the newest cell; 0 for none

@@ -233,14 +233,17 @@ public:
     const Term_* make_not(const Term_* a) { return make_unary(not_symbol_, "make_not", a); }
     const Term_* make_and(const Term_* a, const Term_* b)
     {
+        bank_.prefetch_sorted(and_symbol_, a, b);
         return make_binary(and_symbol_, "make_and", a, b);
     }
     const Term_* make_or(const Term_* a, const Term_* b)
     {
+        bank_.prefetch_sorted(or_symbol_, a, b);
         return make_binary(or_symbol_, "make_or", a, b);
     }
     const Term_* make_iff(const Term_* a, const Term_* b)
     {
+        bank_.prefetch_sorted(iff_symbol_, a, b);
         return make_binary(iff_symbol_, "make_iff", a, b);
     }
 

@@ -56,6 +56,7 @@ private:
 
 constexpr size_t NUM_GROUPS = 4;
 const char* const LOG_PREFIX = "TermNormalizer - ";
+constexpr size_t MAX_LOGGED = 100000; // characters of a term: written out, sharing is exponential
 
 } // namespace
 
@@ -117,7 +118,8 @@ void TermNormalizer::log_step(const norm_fun& rule, const Term_* from, const Ter
     }
     *logger_ << loglevel(3) << LOG_PREFIX << "normalizing with " << rule.get_signature();
     if (logger_->get_level() >= 4) {
-        *logger_ << loglevel(4) << " :=\n" << from->to_str() << " ===> " << to->to_str();
+        *logger_ << loglevel(4) << " :=\n"
+                 << from->to_str(MAX_LOGGED) << " ===> " << to->to_str(MAX_LOGGED);
     }
     *logger_ << EndLog;
 }
@@ -148,8 +150,8 @@ const Term_* TermNormalizer::normalize(const Term_* t)
 const Term_* TermNormalizer::find_in_cache(const Term_* t) const
 {
     [[maybe_unused]] size_t steps = 0;
-    for (auto it = cache_.find(t); it != cache_.end() && it->second != t; it = cache_.find(t)) {
-        t = it->second;
+    for (const Term_* next = cache_.find(t); next && next != t; next = cache_.find(t)) {
+        t = next;
         TARQ_ASSERT(++steps <= cache_.size()); // rules that undo each other would go on for ever
     }
     return t;
@@ -170,26 +172,32 @@ const Term_* TermNormalizer::norm_single(const Term_* t)
     } guard(depth_);
     const Term_* r = normalize(t);
     if (r != t) {
-        cache_[t] = r;
+        cache_.set(t, r);
     }
     return r;
 }
 
 const Term_* TermNormalizer::rebuild(const Term_* t)
 {
-    TermVector args;
-    args.reserve(t->arity());
-    bool changed = false;
-    for (const Term_* child : t->children()) {
-        args.push_back(find_in_cache(child));
-        changed = changed || args.back() != child;
+    constexpr size_t USUAL_ARITY = 4;
+    const Term_* usual[USUAL_ARITY];
+    TermVector more;
+    const size_t arity = t->arity();
+    const Term_** args = usual;
+    if (arity > USUAL_ARITY) {
+        more.resize(arity);
+        args = more.data();
     }
-    return changed ? tm_->make_term(t->get_symbol(), args) : t;
+    bool changed = false;
+    for (size_t i = 0; i < arity; ++i) {
+        args[i] = find_in_cache(t->child(i));
+        changed = changed || args[i] != t->child(i);
+    }
+    return changed ? tm_->make_term(t->get_symbol(), TermArgs(args, arity)) : t;
 }
 
-const Term_* TermNormalizer::operator()(const Term_* t)
+const Term_* TermNormalizer::apply_global_rules(const Term_* t)
 {
-    Session session(session_handlers_);
     for (const auto& rule : global_rules_) {
         const SymbolTag::tag applicant = rule->get_applicant();
         const Term_* out = nullptr;
@@ -199,19 +207,43 @@ const Term_* TermNormalizer::operator()(const Term_* t)
             t = out;
         }
     }
+    return t;
+}
+
+const Term_* TermNormalizer::operator()(const Term_* t)
+{
+    if (logger_ && logger_->get_level() >= 4) {
+        *logger_ << loglevel(4) << LOG_PREFIX << "normalizing " << t->to_str(MAX_LOGGED) << EndLog;
+    }
+    Session session(session_handlers_);
+    // what the walk makes may let a global rule fire that could not before
+    for (const Term_* last = nullptr; t != last;) {
+        t = apply_global_rules(t);
+        walk(t);
+        last = find_in_cache(t);
+        t = last == t ? t : apply_global_rules(last);
+    }
+    if (logger_ && logger_->get_level() >= 4) {
+        *logger_ << loglevel(4) << LOG_PREFIX << "done normalizing" << EndLog;
+    }
+    return t;
+}
+
+void TermNormalizer::walk(const Term_* t)
+{
     TermVector stack;
     stack.swap(stack_); // reused, yet safe if a rule normalises on its own
     stack.clear();
     stack.push_back(t);
     while (!stack.empty()) {
         const Term_* x = stack.back();
-        if (cache_.contains(x)) {
+        if (x->arity() == 0 || cache_.contains(x)) {
             stack.pop_back();
             continue;
         }
         const size_t size = stack.size();
         for (const Term_* child : x->children()) {
-            if (!cache_.contains(child)) {
+            if (child->arity() != 0 && !cache_.contains(child)) {
                 stack.push_back(child);
             }
         }
@@ -219,13 +251,12 @@ const Term_* TermNormalizer::operator()(const Term_* t)
             continue;
         }
         const Term_* r = normalize(rebuild(x));
-        cache_[x] = r;
+        cache_.set(x, r);
         if (r != x) {
             stack.push_back(r);
         }
     }
     stack_.swap(stack);
-    return find_in_cache(t);
 }
 
 } // namespace tarq

@@ -2,10 +2,10 @@
 // (rewriterules.def, termrules.h); other rules derive from norm_fun.
 #pragma once
 
-#include "base/hashmap.h"
 #include "base/logger.h"
 #include "terms/symboltags.h"
 #include "terms/term.h"
+#include "terms/termcache.h"
 #include "terms/termrules.h"
 
 #include <cstddef>
@@ -87,7 +87,7 @@ private:
     /// The longest chain of rules that build terms that fire rules. A term below such a chain stays
     /// as it is, which is sound: what is lost is its normal form. It bounds the machine stack on
     /// spines of any length.
-    static constexpr int MAX_DEPTH = 300;
+    static constexpr int MAX_DEPTH = 200;
 
     /// A rule with its shapes at hand, so that most rules fail without a call.
     struct Entry {
@@ -100,6 +100,8 @@ private:
     const Term_* normalize(const Term_* t);
     const Term_* find_in_cache(const Term_* t) const;
     const Term_* rebuild(const Term_* t);
+    const Term_* apply_global_rules(const Term_* t);
+    void walk(const Term_* t);
     void log_step(const norm_fun& rule, const Term_* from, const Term_* to);
 
     TermManager* tm_;
@@ -110,7 +112,7 @@ private:
     std::vector<std::unique_ptr<norm_fun>> owned_;
     std::vector<std::unique_ptr<global_norm_fun>> global_rules_;
     std::vector<std::unique_ptr<session_fun>> session_handlers_;
-    TermMap cache_; // a term to what it became
+    TermCache cache_; // a term to what it became; terms without children have no entry
     TermVector stack_;
 };
 

@@ -175,7 +175,7 @@ private:
     }
 
     /// What stands between parentheses: an equality, a conjunction, or just one term.
-    void binary(std::vector<Node>& nodes, Node& node, uint8_t index)
+    void binary(std::vector<Node>& nodes, Node& node, [[maybe_unused]] uint8_t index)
     {
         const uint8_t left = term(nodes);
         if (accept(")")) {

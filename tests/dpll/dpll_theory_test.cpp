@@ -65,7 +65,14 @@ public:
         const auto over_it = [var](const std::vector<Lit>& lits) {
             return std::any_of(lits.begin(), lits.end(), [var](Lit l) { return l.var() == var; });
         };
-        std::erase_if(constraints, [&](const Constraint& c) { return over_it(c.lits); });
+        // Clauses over older atoms stay, so what a bound says about those must stay too.
+        for (Constraint& c : constraints) {
+            if (!c.is_parity) {
+                std::erase_if(c.lits, [var](Lit l) { return l.var() == var; });
+            }
+        }
+        std::erase_if(constraints,
+                      [&](const Constraint& c) { return c.lits.empty() || over_it(c.lits); });
         std::erase_if(lemmas_, over_it);
         std::erase_if(explanations_, [&](const auto& e) { return e.first >= 2 * var; });
     }
@@ -319,7 +326,7 @@ public:
                 grow(rng_.range(1, 2));
             } else if (what < 45) {
                 for (int n = rng_.range(1, 4); n > 0; --n) {
-                    clauses_.push_back(random_clause(rng_, vars_, 4));
+                    clauses_.push_back(rng_.chance(1) ? std::vector<Lit>() : random_clause(rng_, vars_, 4));
                     add(*solver_, clauses_.back());
                 }
             } else if (what < 58 && marks_.size() < 4) {

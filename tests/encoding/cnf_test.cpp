@@ -303,7 +303,7 @@ TEST_F(CnfTest, depth_needs_no_stack)
     const Term_* disjunction = p;
     const Term_* mixed = p;
     const Term_* equivalence = p;
-    for (int i = 0; i < 1000000; ++i) {
+    for (int i = 0; i < 200000; ++i) {
         const Term_* c = f.constants[i % Formulas::NUM_CONSTANTS];
         conjunction = tm.make_and(c, conjunction);
         disjunction = tm.make_or(disjunction, c);

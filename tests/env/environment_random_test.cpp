@@ -62,6 +62,9 @@ protected:
     void collect()
     {
         TermSet keep;
+        for (const Term_* t : formulas->constants) {
+            keep.insert(t);
+        }
         for (const Term_* t : formulas->pool()) {
             keep.insert(t);
         }

@@ -23,21 +23,30 @@ public:
     TermGenerator(TermManager& tm, uint64_t seed) : tm_(tm), rng_(seed)
     {
         tm.set_refuse_bool_args(false);
-        types_ = {tm.get_bool_type(), tm.get_int_type(), tm.get_real_type(),
-                  tm.get_simple_type("U")};
-        for (int i = 0; i < 3; ++i) {
-            widths_.push_back(1 + rng_() % (rng_() % 2 ? 8 : 70));
-        }
-        for (const size_t w : widths_) {
-            types_.push_back(tm.get_bv_type(w));
-            types_.push_back(tm.get_bv_type(w)); // so many rules are about them
-            types_.push_back(tm.get_bv_type(w));
-        }
         constexpr std::pair<size_t, size_t> FORMATS[] = {
             {2, 3}, {3, 5}, {5, 10}, {8, 23}, {11, 52}};
         for (int i = 0; i < 2; ++i) {
-            formats_.push_back(FORMATS[rng_() % std::size(FORMATS)]);
-            types_.push_back(tm.get_fp_type(formats_.back().first, formats_.back().second));
+            formats_.push_back(FORMATS[below(std::size(FORMATS))]);
+        }
+        if (seed % 3 == 0) {
+            // few widths and few operators: here the algebra of bit-vectors finds most to do
+            binary_ = {pick(binary_), pick(binary_), pick(binary_)};
+            const size_t w = 1 + below(below(2) ? 4 : 35);
+            widths_ = {w, w, 2 * w};
+            types_ = {tm.get_bool_type(), tm.get_bv_type(w), tm.get_bv_type(w),
+                      tm.get_bv_type(2 * w)};
+            return;
+        }
+        types_ = {tm.get_bool_type(), tm.get_int_type(), tm.get_real_type(),
+                  tm.get_simple_type("U")};
+        for (int i = 0; i < 3; ++i) {
+            widths_.push_back(1 + below(below(2) ? 8 : 70));
+        }
+        for (const size_t w : widths_) {
+            types_.insert(types_.end(), 3, tm.get_bv_type(w)); // so many rules are about them
+        }
+        for (const auto& [exp, mant] : formats_) {
+            types_.push_back(tm.get_fp_type(exp, mant));
         }
         types_.push_back(tm.get_rounding_type());
         const std::vector<const DataType*> parts = types_;
@@ -403,11 +412,6 @@ private:
 
     TermPair make_bv(size_t width)
     {
-        static constexpr SymbolTag::tag BINARY[] = {
-            SymbolTag::BV_AND,  SymbolTag::BV_OR,   SymbolTag::BV_XOR,  SymbolTag::BV_ADD,
-            SymbolTag::BV_SUB,  SymbolTag::BV_MUL,  SymbolTag::BV_UDIV, SymbolTag::BV_SDIV,
-            SymbolTag::BV_UREM, SymbolTag::BV_SREM, SymbolTag::BV_LSHL, SymbolTag::BV_LSHR,
-            SymbolTag::BV_ASHR};
         const DataType* bv = tm_.get_bv_type(width);
         const auto [exp, mant] = pick(formats_);
         const DataType* fp = tm_.get_fp_type(exp, mant);
@@ -476,7 +480,7 @@ private:
         default:
             break;
         }
-        return family(BINARY[below(std::size(BINARY))], {{width}, {}}, {bv, bv});
+        return family(pick(binary_), {{width}, {}}, {bv, bv});
     }
 
     TermPair make_float(size_t exp, size_t mant)
@@ -522,6 +526,11 @@ private:
     std::mt19937_64 rng_;
     std::vector<const DataType*> types_;
     std::vector<size_t> widths_;
+    std::vector<SymbolTag::tag> binary_ = {
+        SymbolTag::BV_AND,  SymbolTag::BV_OR,   SymbolTag::BV_XOR,  SymbolTag::BV_ADD,
+        SymbolTag::BV_SUB,  SymbolTag::BV_MUL,  SymbolTag::BV_UDIV, SymbolTag::BV_SDIV,
+        SymbolTag::BV_UREM, SymbolTag::BV_SREM, SymbolTag::BV_LSHL, SymbolTag::BV_LSHR,
+        SymbolTag::BV_ASHR};
     std::vector<std::pair<size_t, size_t>> formats_;
     std::map<const DataType*, std::vector<TermPair>> pool_;
     std::map<const DataType*, std::string> names_;

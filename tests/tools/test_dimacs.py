@@ -84,7 +84,7 @@ class Answers(TestCase):
 
 class BrokenFiles(TestCase):
     def test_each_gives_an_error_with_its_line(self):
-        for text, line in (("x\n", 1), ("1 2\n", None), ("p cnf\n", 1), ("p cnf x 1\n", 1), ("p sat 1 1\n", 1),
+        for text, line in (("x\n", 1), ("1 2\n", None), ("p cnf\n", None), ("p cnf x 1\n", 1), ("p sat 1 1\n", 1),
                            ("p cnf 2 1\n1 x 0\n", 2), ("p cnf 2 1\n1 2\n", None),
                            ("p cnf 2 1\n1 99999999999999999999 0\n", 2), ("p cnf -1 1\n", 1),
                            ("p cnf 2 1\n1 - 0\n", 2), ("p cnf 2 1\np cnf 2 1\n1 0\n", 2),

@@ -6,7 +6,8 @@ import tempfile
 import unittest
 from pathlib import Path
 
-TARQ = os.environ.get("TARQ", "build/release/tools/tarq")
+ROOT = Path(__file__).resolve().parent.parent.parent
+TARQ = os.environ.get("TARQ", str(ROOT / "build/release/tools/tarq"))
 # A sanitized program is many times slower; limits of patience, not of behaviour.
 PATIENCE = 120
 
