@@ -1,8 +1,8 @@
 // The SAT engine on a DIMACS file without anything around it, for measuring:
 //     sat_driver FILE.cnf [NAME=VALUE ...]
 // NAME is a library option, or `field.F` for a field F of the engine's record that has no option.
-// Answers with "s" and "v" lines and the exit status of SAT competitions; figures go to the standard
-// error output as "name value" lines.
+// Answers with "s" and "v" lines and the exit status of SAT competitions; figures go to the
+// standard error output as "name value" lines.
 #include "base/configurationsetter.h"
 #include "dpll/dimacs.h"
 #include "dpll/dpllsolver.h"
@@ -20,10 +20,10 @@ namespace {
 
 double cpu_seconds()
 {
-    rusage u {};
+    rusage u{};
     getrusage(RUSAGE_SELF, &u);
-    return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec)
-           + 1e-6 * static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec);
+    return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
+           1e-6 * static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec);
 }
 
 /// From the kernel's account of this program alone: ru_maxrss would count the launcher before exec.
@@ -40,9 +40,18 @@ uint64_t peak_kib()
     return 0;
 }
 
-void set_value(bool& field, const std::string& v) { field = v == "true"; }
-void set_value(int& field, const std::string& v) { field = std::stoi(v); }
-void set_value(double& field, const std::string& v) { field = std::stod(v); }
+void set_value(bool& field, const std::string& v)
+{
+    field = v == "true";
+}
+void set_value(int& field, const std::string& v)
+{
+    field = std::stoi(v);
+}
+void set_value(double& field, const std::string& v)
+{
+    field = std::stod(v);
+}
 
 bool set_field(tarq::Configuration::Dpll& config, const std::string& name, const std::string& value)
 {

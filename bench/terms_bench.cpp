@@ -7,11 +7,11 @@
 #include "terms/termmanager.h"
 
 #include <algorithm>
-#include <ctime>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -80,8 +80,8 @@ public:
         const TermBank& bank = tm_.get_bank();
         const double n = static_cast<double>(num_terms_);
         const double size = static_cast<double>(bank.size());
-        return { build / n, hit / n, static_cast<double>(bank.cell_bytes()) / size,
-            static_cast<double>(bank.bucket_bytes()) / size, bank.size() - before };
+        return {build / n, hit / n, static_cast<double>(bank.cell_bytes()) / size,
+                static_cast<double>(bank.bucket_bytes()) / size, bank.size() - before};
     }
 
 private:
@@ -130,8 +130,9 @@ Result measure_alone(size_t num_terms, const Mode& mode)
         const bool sent = write(ends[1], &r, sizeof r) == static_cast<ssize_t>(sizeof r);
         _exit(sent ? 0 : 1);
     }
-    Result r {};
-    const bool received = child > 0 && read(ends[0], &r, sizeof r) == static_cast<ssize_t>(sizeof r);
+    Result r{};
+    const bool received =
+        child > 0 && read(ends[0], &r, sizeof r) == static_cast<ssize_t>(sizeof r);
     close(ends[0]);
     close(ends[1]);
     waitpid(child, nullptr, 0);
@@ -177,14 +178,14 @@ int main(int argc, char** argv)
             max_terms = std::strtoull(argv[i], nullptr, 10);
         }
     }
-    const Mode modes[] = { { "plain", false, false }, { "typecheck", false, true },
-        { "typecheck+simplify", true, true } };
+    const Mode modes[] = {
+        {"plain", false, false}, {"typecheck", false, true}, {"typecheck+simplify", true, true}};
     if (!json) {
         std::printf("%-20s %9s %10s %10s %10s %10s %10s\n", "mode", "calls", "new terms",
-            "build ns", "hit ns", "bytes/term", "+buckets");
+                    "build ns", "hit ns", "bytes/term", "+buckets");
     }
     for (const Mode& mode : modes) {
-        for (size_t n : { 50000u, 500000u, 5000000u }) {
+        for (size_t n : {50000u, 500000u, 5000000u}) {
             if (n > max_terms) {
                 continue;
             }
@@ -193,7 +194,7 @@ int main(int argc, char** argv)
                                "%.1f, \"hit_ns\": %.1f, \"cell_bytes\": %.1f, \"bucket_bytes\": "
                                "%.1f}\n"
                              : "%-20s %9zu %10zu %10.1f %10.1f %10.1f %10.1f\n",
-                mode.name, n, r.terms, r.build_ns, r.hit_ns, r.cell_bytes, r.table_bytes);
+                        mode.name, n, r.terms, r.build_ns, r.hit_ns, r.cell_bytes, r.table_bytes);
         }
     }
     return 0;

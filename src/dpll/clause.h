@@ -33,8 +33,8 @@ class ClausePool;
 ///   size + 2  reference count in the low 30 bits, bit 30 learnt, bit 31 theory clause
 ///   size + 3  activity (float) of a learnt clause, else the abstraction: the or of 1 << (var & 31)
 ///   size + 4, size + 5  with the extension only: preprocessor state, guarding variable or -1
-/// The words that propagation reads (size and first literals) stand together at the front; what only
-/// upkeep needs is behind the literals.
+/// The words that propagation reads (size and first literals) stand together at the front; what
+/// only upkeep needs is behind the literals.
 ///
 /// A clause has one reference at creation, the engine's own. Whoever keeps a pointer across a check
 /// adds one: clauses with a single reference may be moved or freed by the engine.
@@ -93,8 +93,8 @@ public:
     int guard_var() const { return static_cast<int>(words()[size() + 5]); }
     void set_guard_var(int var) { words()[size() + 5] = static_cast<uint32_t>(var); }
 
-    /// While the engine sweeps its lists a clause without references is garbage, or has moved to the
-    /// place noted in the words of its literals; no such clause is seen outside of a sweep.
+    /// While the engine sweeps its lists a clause without references is garbage, or has moved to
+    /// the place noted in the words of its literals; no such clause is seen outside of a sweep.
     void set_garbage() { words()[size() + 2] &= ~ref_mask; }
     bool is_garbage() const { return num_references() == 0; }
     void set_moved(Clause* to);
@@ -126,8 +126,8 @@ private:
 /// a clause costs its words and nothing else and clauses made together lie together.
 ///
 /// Owns all memory it gave out; clauses need no destruction. Sizes above `max_pooled` words, which
-/// are rare, come from the heap one by one; under the address sanitizer all do, so that it sees uses of
-/// freed clauses.
+/// are rare, come from the heap one by one; under the address sanitizer all do, so that it sees
+/// uses of freed clauses.
 class ClausePool {
 public:
     ClausePool() = default;
@@ -150,16 +150,15 @@ private:
 
     std::vector<uint32_t*> blocks_;
     std::vector<uint32_t*> large_; // each with its position here in two words in front
-    std::vector<uint32_t*> free_; // by size the first free piece, which starts with the next one
-    uint32_t* next_ = nullptr; // unused rest of the last block
+    std::vector<uint32_t*> free_;  // by size the first free piece, which starts with the next one
+    uint32_t* next_ = nullptr;     // unused rest of the last block
     uint32_t* end_ = nullptr;
     size_t next_block_words_ = 4096;
 };
 
-/// Makes a clause over a copy of the n literals at `lits`, with one reference, LBD 0, and activity 0
-/// or the abstraction of the literals.
-/// extension  room for the preprocessor's words, state 0 and guard -1
-/// throws     Exception "max clause size exceeded (size: N, max: 16777215)"
+/// Makes a clause over a copy of the n literals at `lits`, with one reference, LBD 0, and activity
+/// 0 or the abstraction of the literals. extension  room for the preprocessor's words, state 0 and
+/// guard -1 throws     Exception "max clause size exceeded (size: N, max: 16777215)"
 Clause* Clause_new(ClausePool& pool, const Lit* lits, size_t n, uint32_t id, bool learnt,
                    bool theory, bool extension);
 
@@ -177,9 +176,9 @@ bool Clause_release(ClausePool& pool, Clause* c);
 class Watch {
 public:
     Watch(Lit blocker, Clause* c)
-        : blocker_(blocker)
-        , tagged_(reinterpret_cast<uintptr_t>(c) | static_cast<uintptr_t>(c->size() == 2)
-                  | (static_cast<uintptr_t>(c->is_learnt()) << 1))
+        : blocker_(blocker),
+          tagged_(reinterpret_cast<uintptr_t>(c) | static_cast<uintptr_t>(c->size() == 2) |
+                  (static_cast<uintptr_t>(c->is_learnt()) << 1))
     {
     }
 

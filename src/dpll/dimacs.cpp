@@ -16,10 +16,7 @@ constexpr int max_reserved_vars = 1 << 22;
 
 class Reader {
 public:
-    Reader(std::istream& in, DpllSolver* solver)
-        : in_(in)
-        , solver_(solver)
-        , buffer_(1 << 16)
+    Reader(std::istream& in, DpllSolver* solver) : in_(in), solver_(solver), buffer_(1 << 16)
     {
         advance();
     }

@@ -13,14 +13,10 @@ constexpr int negative_only = 1;
 
 } // namespace
 
-DpllClauseSink::DpllClauseSink(TermManager* tm, DpllSolver* solver,
-                               const PolarityChecker* polarity, int initial_phase,
-                               bool keep_dropped_clauses)
-    : tm_(tm)
-    , solver_(solver)
-    , polarity_(polarity)
-    , initial_phase_(initial_phase)
-    , keep_dropped_clauses_(keep_dropped_clauses)
+DpllClauseSink::DpllClauseSink(TermManager* tm, DpllSolver* solver, const PolarityChecker* polarity,
+                               int initial_phase, bool keep_dropped_clauses)
+    : tm_(tm), solver_(solver), polarity_(polarity), initial_phase_(initial_phase),
+      keep_dropped_clauses_(keep_dropped_clauses)
 {
 }
 

@@ -16,11 +16,10 @@ using dpll::Lit;
 using dpll::lit_Undef;
 
 DpllSolver::DpllSolver(const Configuration::Dpll& config, TermManager* tm)
-    : config_(config)
-    , tm_(tm)
-    , theory_reason_(Clause_new(pool_, nullptr, 0, 0, false, true, false))
-    , order_heap_(VarOrderLt { &activity_ })
-    , rnd_seed_(static_cast<uint64_t>(config.parent->random_seed))
+    : config_(config), tm_(tm),
+      theory_reason_(Clause_new(pool_, nullptr, 0, 0, false, true, false)),
+      order_heap_(VarOrderLt{&activity_}),
+      rnd_seed_(static_cast<uint64_t>(config.parent->random_seed))
 {
     if (config.parent->proof_generation && config.preprocessor.mode != 0) {
         throw Exception("proof generation is not compatible with SAT-level preprocessing");
@@ -36,7 +35,7 @@ int DpllSolver::make_var()
     const int var = num_vars();
     values_.push_back(l_Undef);
     values_.push_back(l_Undef);
-    vardata_.push_back({ nullptr, -1, -1 });
+    vardata_.push_back({nullptr, -1, -1});
     trail_.push_back(lit_Undef);
     watches_.emplace_back();
     watches_.emplace_back();
@@ -238,7 +237,7 @@ void DpllSolver::unchecked_enqueue(Lit l, Clause* reason)
     }
     values_[index(l.index())] = l_True;
     values_[index((~l).index())] = l_False;
-    vardata_[index(l.var())] = { reason, decision_level(), static_cast<int>(trail_size_) };
+    vardata_[index(l.var())] = {reason, decision_level(), static_cast<int>(trail_size_)};
     trail_[trail_size_++] = l;
 }
 
@@ -264,7 +263,7 @@ void DpllSolver::undo_trail_entry(Lit l, bool save_phase)
     }
     values_[index(var) * 2] = l_Undef;
     values_[index(var) * 2 + 1] = l_Undef;
-    vardata_[index(var)] = { nullptr, -1, -1 };
+    vardata_[index(var)] = {nullptr, -1, -1};
     insert_var_order(var);
 }
 
@@ -335,6 +334,6 @@ void DpllSolver::log_clause(int level, const char* text, const Lit* first, const
     log << EndLog;
 }
 
-void DpllSolver::on_learnt(const std::vector<Lit>&) { }
+void DpllSolver::on_learnt(const std::vector<Lit>&) {}
 
 } // namespace tarq

@@ -1,6 +1,7 @@
-// The conflict-driven clause-learning engine. One class in several sources, by verb: _clauses (adding
-// and removing), _propagate, _analyze (conflicts), _search (loop, decisions), _reduce (restarts and
-// clause database), _btpoints (push and pop), _theory (the theory side), _check (invariants).
+// The conflict-driven clause-learning engine. One class in several sources, by verb: _clauses
+// (adding and removing), _propagate, _analyze (conflicts), _search (loop, decisions), _reduce
+// (restarts and clause database), _btpoints (push and pop), _theory (the theory side), _check
+// (invariants).
 #pragma once
 
 #include "base/configuration.h"
@@ -29,25 +30,28 @@ class Term_;
 namespace dpll {
 class GhostFilterHook;
 class PreprocessorHook;
-}
+} // namespace dpll
 
 /// Decides satisfiability of a set of clauses modulo what the theory hook says, incrementally.
 ///
-/// Life cycle: make variables (`new_var`, `make_proxy`), add clauses, `solve`, read the model or the
-/// failed assumptions, go on. `push_backtrack_point` opens a scope: clauses and variables made after
-/// it go away with `pop_backtrack_point`. A point is a literal decided first of all; every clause
-/// added under points carries the negation of the newest one, so that a pop just removes the
+/// Life cycle: make variables (`new_var`, `make_proxy`), add clauses, `solve`, read the model or
+/// the failed assumptions, go on. `push_backtrack_point` opens a scope: clauses and variables made
+/// after it go away with `pop_backtrack_point`. A point is a literal decided first of all; every
+/// clause added under points carries the negation of the newest one, so that a pop just removes the
 /// clauses that hold it.
 ///
 /// Owns variables, clauses and trail. Borrows all collaborators; each may be null.
 ///
 /// Invariants
-///   1. Between checks the decision level is at most the number of backtrack points, and level i + 1
+///   1. Between checks the decision level is at most the number of backtrack points, and level i +
+///   1
 ///      is that of point i.
-///   2. A clause of two or more literals in `clauses` or `learnts` is watched by its first two; at a
+///   2. A clause of two or more literals in `clauses` or `learnts` is watched by its first two; at
+///   a
 ///      fixpoint of propagation no clause has all literals false.
 ///   3. A reason has its implied literal first, but for binary clauses; reason_of puts that right.
-///   4. Every clause over a variable newer than a point holds the negation of that or a newer point.
+///   4. Every clause over a variable newer than a point holds the negation of that or a newer
+///   point.
 ///      So what holds at level 0 about older variables survives the pop.
 ///   5. Exceptions out of solve (termination test, theory side) leave the engine as after an
 ///      undecided check: usable, with no search level open.
@@ -60,7 +64,8 @@ public:
         using Exception::Exception;
     };
 
-    /// Outcome of a search. The values are fixed, and are not those of a check result of an environment.
+    /// Outcome of a search. The values are fixed, and are not those of a check result of an
+    /// environment.
     enum class SearchResult { sat = 0, unsat = 1, undecided = 2 };
 
     struct Stats {
@@ -77,9 +82,9 @@ public:
         uint64_t theory_conflicts = 0;
         uint64_t clause_literals = 0; // of permanent clauses, now
         uint64_t learnt_literals = 0; // of learnt clauses, now
-        uint64_t max_literals = 0; // learnt, before minimisation
-        uint64_t tot_literals = 0; // learnt, after minimisation
-        uint64_t reductions = 0; // of the learnt clauses
+        uint64_t max_literals = 0;    // learnt, before minimisation
+        uint64_t tot_literals = 0;    // learnt, after minimisation
+        uint64_t reductions = 0;      // of the learnt clauses
         uint64_t learnt_removed = 0;
     };
 
@@ -110,20 +115,23 @@ public:
     /// Makes room for n variables in all; only a matter of memory and time.
     void reserve_vars(int n);
 
-    /// Variables decided before all others, in the order added. One that is there already stays put.
+    /// Variables decided before all others, in the order added. One that is there already stays
+    /// put.
     void add_preferred_for_branching(int var);
     /// Also forgets their forced phases.
     void clear_preferred_for_branching();
     /// The value that `var` gets whenever it is decided; l_Undef: by its polarity.
     void set_forced_phase(int var, lbool phase);
-    /// The value tried first when `var` is decided (until phase saving changes it); l_True or l_False.
+    /// The value tried first when `var` is decided (until phase saving changes it); l_True or
+    /// l_False.
     void set_polarity(int var, lbool value);
     void set_problem_var(int var, bool b);
     bool is_problem_var(int var) const;
     /// Whether the search must assign `var`; also holds for the variables that depend on it.
     void set_decision_var(int var, bool b);
     bool is_decision_var(int var) const { return decision_[index(var)] != 0; }
-    /// From now on, until the newest point is popped, `var` is a decision variable only while `dep` is.
+    /// From now on, until the newest point is popped, `var` is a decision variable only while `dep`
+    /// is.
     void set_decision_var_dep(int var, int dep);
     virtual void set_frozen(int var, bool frozen);
 
@@ -133,7 +141,8 @@ public:
     /// lits           permuted, and a guard may be appended
     /// theory_clause  the clause is marked as the theories', and false literals stay in it
     /// tell_ghost     the ghost filter tracks the clause
-    /// returns        the clause object, or null when none was made: satisfied, or reduced to a unit or
+    /// returns        the clause object, or null when none was made: satisfied, or reduced to a
+    /// unit or
     ///                to nothing, or the engine is unsat already. Borrowed; see Clause
     virtual dpll::Clause* add_clause_inplace(std::vector<dpll::Lit>& lits, bool theory_clause,
                                              bool tell_ghost);
@@ -176,8 +185,8 @@ public:
     /// throws  DpllSolver::error "no backtrack points to pop", with nothing changed
     virtual void pop_backtrack_point();
     int num_backtrack_points() const { return static_cast<int>(btpoints_.size()); }
-    /// -1 while consistent, else the number of points (from the oldest) that are contradictory with the
-    /// clauses.
+    /// -1 while consistent, else the number of points (from the oldest) that are contradictory with
+    /// the clauses.
     int unsat_level() const { return unsat_level_; }
     int decision_level() const { return static_cast<int>(trail_lim_.size()); }
 
@@ -193,7 +202,8 @@ public:
     /// The theory lemmas kept under `dpll.store_tlemmas`, oldest first; borrowed.
     const std::vector<dpll::Clause*>& get_theory_lemmas() const { return stored_tlemmas_; }
 
-    // -- Collaborators; borrowed, may be null. Theory side, preprocessor and ghost filter are to be set
+    // -- Collaborators; borrowed, may be null. Theory side, preprocessor and ghost filter are to be
+    // set
     //    before the first variable.
 
     void set_theory_manager(dpll::TheoryHook* t) { theory_manager_ = t; }
@@ -231,8 +241,8 @@ private:
     /// What enqueueing writes and conflict analysis reads, in one place per variable.
     struct VarData {
         Clause* reason; // null: decision, level 0 unit, or unassigned
-        int level; // -1 when unassigned
-        int trail_pos; // -1 when unassigned
+        int level;      // -1 when unassigned
+        int trail_pos;  // -1 when unassigned
     };
     struct VarOrderLt {
         const std::vector<double>* activity;
@@ -367,14 +377,15 @@ private:
     const Configuration::Dpll& config_;
     TermManager* tm_;
 
-    // Assignment. values_ has both literals of a variable side by side, so that propagation reads the
-    // value of a literal with one byte load; the entry of the positive literal is the variable's.
-    std::vector<lbool> values_; // by literal
+    // Assignment. values_ has both literals of a variable side by side, so that propagation reads
+    // the value of a literal with one byte load; the entry of the positive literal is the
+    // variable's.
+    std::vector<lbool> values_;    // by literal
     std::vector<VarData> vardata_; // by variable, like all that follow
-    std::vector<Lit> trail_; // room for every variable; trail_size_ are in use
+    std::vector<Lit> trail_;       // room for every variable; trail_size_ are in use
     size_t trail_size_ = 0;
-    std::vector<size_t> trail_lim_; // length of the trail when level i + 1 was opened
-    size_t qhead_ = 0; // first entry not yet propagated
+    std::vector<size_t> trail_lim_;  // length of the trail when level i + 1 was opened
+    size_t qhead_ = 0;               // first entry not yet propagated
     std::vector<WatchList> watches_; // by literal: clauses to look at when that literal gets true
     std::vector<double> activity_;
     std::vector<uint8_t> polarity_; // lbool codes 0 and 1, or phase_invalidated
@@ -383,7 +394,7 @@ private:
     std::vector<uint8_t> seen_; // scratch of analysis; all 0 between uses
     std::vector<uint8_t> problem_var_;
 
-    dpll::ClausePool pool_; // permanent clauses
+    dpll::ClausePool pool_;        // permanent clauses
     dpll::ClausePool learnt_pool_; // learnt ones, moved together after reductions
     std::vector<Clause*> clauses_;
     std::vector<Clause*> learnts_;
@@ -416,7 +427,7 @@ private:
     size_t theory_head_ = 0; // first trail entry not yet told to the theory side
     std::vector<size_t> theory_head_lim_;
     hsh::HashMap<uint32_t, unsigned> lemma_ids_; // clause id to lemma id
-    std::vector<Clause*> stored_tlemmas_; // one reference each
+    std::vector<Clause*> stored_tlemmas_;        // one reference each
 
     // restarts and reductions
     double restart_limit_ = 0;
@@ -449,7 +460,7 @@ private:
     uint64_t polled_conflicts_ = 0;
     uint64_t polled_propagations_ = 0;
     int unpolled_steps_ = 0;
-    uint64_t ticks_ = 0; // decisions, for the progress ticker
+    uint64_t ticks_ = 0;                  // decisions, for the progress ticker
     mutable uint64_t skipped_checks_ = 0; // of the invariants
 
     // scratch, named after the operation that uses it
@@ -457,8 +468,8 @@ private:
     std::vector<int> analyze_clear_;
     struct RedundancyFrame {
         const Clause* c; // the reason being read
-        uint32_t next; // position in it
-        int var; // whose reason it is
+        uint32_t next;   // position in it
+        int var;         // whose reason it is
     };
     std::vector<RedundancyFrame> redundancy_stack_;
     std::vector<int> analyze_last_level_; // variables of the conflict level with a learnt reason

@@ -1,5 +1,5 @@
-// From a conflict to a learnt clause: first unique implication point, minimisation, backjump; and the
-// failed assumptions.
+// From a conflict to a learnt clause: first unique implication point, minimisation, backjump; and
+// the failed assumptions.
 #include "base/logger.h"
 #include "dpll/dpllsolver.h"
 
@@ -15,12 +15,13 @@ namespace {
 
 constexpr double max_var_activity = 1e100;
 constexpr float max_clause_activity = 1e20F;
-// Larger clauses are not worth the walk over binary ones (Audemard, Simon: Predicting learnt clauses
-// quality in modern SAT solvers, IJCAI 2009).
+// Larger clauses are not worth the walk over binary ones (Audemard, Simon: Predicting learnt
+// clauses quality in modern SAT solvers, IJCAI 2009).
 constexpr size_t binary_minimization_max_size = 30;
 constexpr uint32_t binary_minimization_max_lbd = 6;
 
-// Marks in seen_. During a redundancy test `seen_source` also stands for what was shown to be implied.
+// Marks in seen_. During a redundancy test `seen_source` also stands for what was shown to be
+// implied.
 constexpr uint8_t seen_source = 1;
 constexpr uint8_t seen_failed = 2; // shown not to be implied by the clause
 constexpr uint8_t seen_in_clause = 3;
@@ -63,7 +64,7 @@ void DpllSolver::rewatch_by_trail(Clause* c)
     if (c->size() < 2) {
         return;
     }
-    const TheoryClauseLitLess less { this };
+    const TheoryClauseLitLess less{this};
     Lit* best = std::min_element(c->begin(), c->end(), less);
     const Lit first = *best;
     Lit* second = nullptr;
@@ -102,9 +103,8 @@ bool DpllSolver::backjump_and_learn(Clause* confl)
     if (conflict_at < decision_level()) {
         cancel_until(conflict_at);
         rewatch_by_trail(confl);
-    } else if (confl->size() > 1
-               && (level((*confl)[0].var()) < conflict_at
-                   || level((*confl)[1].var()) < conflict_at)) {
+    } else if (confl->size() > 1 &&
+               (level((*confl)[0].var()) < conflict_at || level((*confl)[1].var()) < conflict_at)) {
         rewatch_by_trail(confl); // one literal came late from the theories
     }
     if (conflict_at == 0) {
@@ -153,7 +153,8 @@ bool DpllSolver::backjump_and_learn(Clause* confl)
     return true;
 }
 
-/// Adds a clause whose first literal is unassigned and whose others are false, and enqueues the first.
+/// Adds a clause whose first literal is unassigned and whose others are false, and enqueues the
+/// first.
 void DpllSolver::add_learnt(const std::vector<Lit>& lits, uint32_t lbd)
 {
     if (lits.size() == 1) {
@@ -186,7 +187,8 @@ void DpllSolver::analyze(Clause* confl, std::vector<Lit>& out, int* btlevel)
         if (confl->is_learnt()) {
             bump_clause(confl);
         }
-        for (const Lit* q = confl->begin() + (p == dpll::lit_Undef ? 0 : 1); q != confl->end(); ++q) {
+        for (const Lit* q = confl->begin() + (p == dpll::lit_Undef ? 0 : 1); q != confl->end();
+             ++q) {
             const int var = q->var();
             const int at_level = level(var);
             if (seen_[index(var)] || (at_level == 0 && skip_level_zero)) {
@@ -217,8 +219,8 @@ void DpllSolver::analyze(Clause* confl, std::vector<Lit>& out, int* btlevel)
     out[0] = ~p;
     stats_.max_literals += out.size();
     minimize_learnt(out);
-    if (config_.glucose_learnt_minimization && out.size() <= binary_minimization_max_size
-        && compute_lbd(out.data(), out.data() + out.size()) <= binary_minimization_max_lbd) {
+    if (config_.glucose_learnt_minimization && out.size() <= binary_minimization_max_size &&
+        compute_lbd(out.data(), out.data() + out.size()) <= binary_minimization_max_lbd) {
         minimize_with_binaries(out);
     }
     stats_.tot_literals += out.size();
@@ -243,7 +245,7 @@ void DpllSolver::minimize_learnt(std::vector<Lit>& out)
     bool has_level_zero = false;
     for (size_t i = 1; i < out.size(); ++i) {
         const int l = level(out[i].var());
-        abstract_levels |= uint32_t { 1 } << (l & 31);
+        abstract_levels |= uint32_t{1} << (l & 31);
         has_level_zero = has_level_zero || l == 0;
     }
     bool keep_level_zero = false;
@@ -257,23 +259,23 @@ void DpllSolver::minimize_learnt(std::vector<Lit>& out)
     for (size_t i = 1; i < out.size(); ++i) {
         const int var = out[i].var();
         const Clause* r = vardata_[index(var)].reason;
-        if (!r || r == theory_reason_ || (keep_level_zero && level(var) == 0)
-            || !literal_is_redundant(out[i], abstract_levels)) {
+        if (!r || r == theory_reason_ || (keep_level_zero && level(var) == 0) ||
+            !literal_is_redundant(out[i], abstract_levels)) {
             out[j++] = out[i];
         }
     }
     out.resize(j);
 }
 
-/// Whether the other literals of the clause imply that `l`, which has a reason, is false. Depth-first
-/// with an explicit stack, so that what a failed test went through on its way to the failure is known
-/// to fail from then on, while what it had shown to be implied stays known too.
+/// Whether the other literals of the clause imply that `l`, which has a reason, is false.
+/// Depth-first with an explicit stack, so that what a failed test went through on its way to the
+/// failure is known to fail from then on, while what it had shown to be implied stays known too.
 bool DpllSolver::literal_is_redundant(Lit l, uint32_t abstract_levels)
 {
     struct {
         const Clause* c;
         uint32_t next;
-    } at { reason_of(l.var(), false), 1 };
+    } at{reason_of(l.var(), false), 1};
     redundancy_stack_.clear();
     int var = l.var();
     for (;;) {
@@ -285,10 +287,10 @@ bool DpllSolver::literal_is_redundant(Lit l, uint32_t abstract_levels)
                 continue;
             }
             const Clause* r = vardata_[index(q)].reason;
-            if (mark != seen_failed && r && r != theory_reason_
-                && (abstract_levels & (uint32_t { 1 } << (q_level & 31)))) {
-                redundancy_stack_.push_back({ at.c, at.next, var });
-                at = { reason_of(q, false), 1 };
+            if (mark != seen_failed && r && r != theory_reason_ &&
+                (abstract_levels & (uint32_t{1} << (q_level & 31)))) {
+                redundancy_stack_.push_back({at.c, at.next, var});
+                at = {reason_of(q, false), 1};
                 var = q;
                 continue;
             }
@@ -314,7 +316,7 @@ bool DpllSolver::literal_is_redundant(Lit l, uint32_t abstract_levels)
             seen_[index(var)] = seen_source;
             analyze_clear_.push_back(var);
         }
-        at = { redundancy_stack_.back().c, redundancy_stack_.back().next };
+        at = {redundancy_stack_.back().c, redundancy_stack_.back().next};
         var = redundancy_stack_.back().var;
         redundancy_stack_.pop_back();
     }

@@ -37,9 +37,9 @@ int DpllSolver::push_backtrack_point()
     return var;
 }
 
-/// Opens the levels of the points that have none, as far as they are not contradictory. Each level is
-/// propagated before the next one is opened: what is implied at a level must stand at that level, or a
-/// pop would take it along.
+/// Opens the levels of the points that have none, as far as they are not contradictory. Each level
+/// is propagated before the next one is opened: what is implied at a level must stand at that
+/// level, or a pop would take it along.
 void DpllSolver::open_btpoint_levels()
 {
     while (unsat_level_ < 0 && decision_level() < num_backtrack_points()) {
@@ -102,9 +102,9 @@ void DpllSolver::pop_backtrack_point()
     }
 }
 
-/// The clauses under the point are contradictory at level 0, so ~b is there. It goes, with what stands
-/// there about variables that the pop removes. All else stays: no reason at level 0 can hold ~b, which
-/// is true, and the clauses without ~b imply what they imply without it.
+/// The clauses under the point are contradictory at level 0, so ~b is there. It goes, with what
+/// stands there about variables that the pop removes. All else stays: no reason at level 0 can hold
+/// ~b, which is true, and the clauses without ~b imply what they imply without it.
 void DpllSolver::take_off_level_zero_guard(Lit b)
 {
     TARQ_ASSERT(decision_level() == 0);
@@ -137,8 +137,8 @@ void DpllSolver::remove_clauses_containing(int var)
     pending_units_.erase(std::remove_if(pending_units_.begin(), pending_units_.end(), holds),
                          pending_units_.end());
 
-    // Permanent clauses stand in the order of their ids, so those older than the newest point can be
-    // left alone. Learnt ones don't: reductions sort them.
+    // Permanent clauses stand in the order of their ids, so those older than the newest point can
+    // be left alone. Learnt ones don't: reductions sort them.
     size_t first = 0;
     if (!preprocessor_ && !btpoints_.empty() && btpoints_.back().var() == var) {
         const uint32_t id = btpoint_clause_ids_.back();
@@ -182,8 +182,8 @@ void DpllSolver::release_tlemmas(Lit b)
     btpoint_tlemma_marks_.pop_back();
 }
 
-/// Forgets the dependencies made since the newest point. A variable that depended on another is then
-/// a decision variable again.
+/// Forgets the dependencies made since the newest point. A variable that depended on another is
+/// then a decision variable again.
 void DpllSolver::undo_decision_deps()
 {
     const size_t mark = btpoint_dep_marks_.back();
@@ -200,9 +200,9 @@ void DpllSolver::undo_decision_deps()
 /// Removes `var` and all newer variables, newest first.
 void DpllSolver::remove_vars_from(int var)
 {
-    ghost_vars_.erase(std::remove_if(ghost_vars_.begin(), ghost_vars_.end(),
-                                     [var](int v) { return v >= var; }),
-                      ghost_vars_.end());
+    ghost_vars_.erase(
+        std::remove_if(ghost_vars_.begin(), ghost_vars_.end(), [var](int v) { return v >= var; }),
+        ghost_vars_.end());
     preferred_.erase(
         std::remove_if(preferred_.begin(), preferred_.end(), [var](int v) { return v >= var; }),
         preferred_.end());

@@ -24,8 +24,8 @@ bool DpllSolver::TheoryClauseLitLess::operator()(Lit a, Lit b) const
 
 Clause* DpllSolver::new_clause(const std::vector<Lit>& lits, bool learnt, bool theory)
 {
-    Clause* c = Clause_new(learnt ? learnt_pool_ : pool_, lits.data(), lits.size(),
-                           next_clause_id_, learnt, theory, preprocessor_ != nullptr);
+    Clause* c = Clause_new(learnt ? learnt_pool_ : pool_, lits.data(), lits.size(), next_clause_id_,
+                           learnt, theory, preprocessor_ != nullptr);
     ++next_clause_id_;
     return c;
 }
@@ -129,8 +129,8 @@ Clause* DpllSolver::add_clause_inplace(std::vector<Lit>& lits, bool theory_claus
     return c;
 }
 
-/// The assignment of a search stands, so the clause may contradict it: it then waits until the search
-/// loop goes back to level 0.
+/// The assignment of a search stands, so the clause may contradict it: it then waits until the
+/// search loop goes back to level 0.
 Clause* DpllSolver::add_clause_during_search(std::vector<Lit>& lits)
 {
     if (unsat_level_ >= 0 || !sort_and_clean(lits)) {
@@ -140,7 +140,7 @@ Clause* DpllSolver::add_clause_during_search(std::vector<Lit>& lits)
         unsat_level_ = 0; // a guard would be there if there were points
         return nullptr;
     }
-    std::sort(lits.begin(), lits.end(), TheoryClauseLitLess { this });
+    std::sort(lits.begin(), lits.end(), TheoryClauseLitLess{this});
     Clause* c = new_clause(lits, false, false);
     clauses_.push_back(c);
     if (c->size() == 1) {
@@ -148,8 +148,8 @@ Clause* DpllSolver::add_clause_during_search(std::vector<Lit>& lits)
         return c;
     }
     attach_clause(c);
-    if (is_assigned((*c)[0].var())
-        || std::all_of(c->begin() + 1, c->end(), [&](Lit l) { return value(l).is_false(); })) {
+    if (is_assigned((*c)[0].var()) ||
+        std::all_of(c->begin() + 1, c->end(), [&](Lit l) { return value(l).is_false(); })) {
         pending_units_.push_back(c);
     }
     return c;
@@ -177,8 +177,8 @@ bool DpllSolver::do_add_clause(std::vector<Lit>& lits, Clause** out, bool drop_f
         return false;
     }
     const Configuration& all = *config_.parent;
-    drop_false = drop_false && decision_level() == 0 && !all.proof_generation
-                 && all.unsat_core_generation == 0;
+    drop_false = drop_false && decision_level() == 0 && !all.proof_generation &&
+                 all.unsat_core_generation == 0;
     if (!sort_and_clean(lits)) {
         return true;
     }
@@ -203,7 +203,7 @@ bool DpllSolver::do_add_clause(std::vector<Lit>& lits, Clause** out, bool drop_f
     }
     if (num_open < 2) {
         // the watches must be those that backjumps unassign first
-        std::sort(lits.begin(), lits.end(), TheoryClauseLitLess { this });
+        std::sort(lits.begin(), lits.end(), TheoryClauseLitLess{this});
     }
     if (lits.size() == 1) {
         return add_unit(lits, out);
@@ -322,8 +322,8 @@ bool DpllSolver::remove_clause(Clause* c, bool retract)
     return true;
 }
 
-/// Removes `removed_`, clauses for which leave_problem has been called, by one walk over all watches.
-/// learnt_only  no permanent clause is among them
+/// Removes `removed_`, clauses for which leave_problem has been called, by one walk over all
+/// watches. learnt_only  no permanent clause is among them
 void DpllSolver::sweep_removed(bool learnt_only)
 {
     TARQ_HEAVY_ASSERT(std::none_of(removed_.begin(), removed_.end(),
@@ -365,9 +365,9 @@ void DpllSolver::remove_learnt_clauses()
 {
     size_t j = 0;
     for (Clause* c : learnts_) {
-        if (locked(c)
-            || std::find(pending_units_.begin(), pending_units_.end(), c) != pending_units_.end()
-            || !leave_problem(c, true)) {
+        if (locked(c) ||
+            std::find(pending_units_.begin(), pending_units_.end(), c) != pending_units_.end() ||
+            !leave_problem(c, true)) {
             learnts_[j++] = c;
         } else {
             removed_.push_back(c);

@@ -18,12 +18,12 @@ Clause* DpllSolver::propagate()
     return confl;
 }
 
-/// Works off the trail. For each literal p that became true it walks the clauses that watch ~p, with
-/// a read and a write position, since a clause that finds another literal to watch leaves the list.
-/// The blocker decides most visits without a look at the clause, and binary clauses need none at all
-/// (a binary clause may so end up with its implied literal second; reason_of repairs that on reading).
-/// Everything the loop touches is held in locals: stores through the watch and literal pointers
-/// would otherwise make the compiler reload members.
+/// Works off the trail. For each literal p that became true it walks the clauses that watch ~p,
+/// with a read and a write position, since a clause that finds another literal to watch leaves the
+/// list. The blocker decides most visits without a look at the clause, and binary clauses need none
+/// at all (a binary clause may so end up with its implied literal second; reason_of repairs that on
+/// reading). Everything the loop touches is held in locals: stores through the watch and literal
+/// pointers would otherwise make the compiler reload members.
 Clause* DpllSolver::propagate_literals()
 {
     lbool* const values = values_.data();
@@ -42,7 +42,7 @@ Clause* DpllSolver::propagate_literals()
     const auto enqueue = [&](Lit l, Clause* reason) {
         values[index(l.index())] = l_True;
         values[index((~l).index())] = l_False;
-        vardata[index(l.var())] = { reason, level, static_cast<int>(trail_size) };
+        vardata[index(l.var())] = {reason, level, static_cast<int>(trail_size)};
         trail[trail_size++] = l;
         __builtin_prefetch(watches + l.index());
         if (agile) {
@@ -79,7 +79,8 @@ Clause* DpllSolver::propagate_literals()
             }
             Clause* const c = w.clause();
             Lit* const lits = c->begin();
-            const Lit first = Lit::from_index(lits[0].index() ^ lits[1].index() ^ false_lit.index());
+            const Lit first =
+                Lit::from_index(lits[0].index() ^ lits[1].index() ^ false_lit.index());
             const lbool first_value = values[index(first.index())];
             if (first_value.is_true()) {
                 *j++ = w;

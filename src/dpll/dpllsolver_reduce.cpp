@@ -42,7 +42,7 @@ int64_t DpllSolver::luby(int64_t i)
 void DpllSolver::init_search_parameters()
 {
     const auto n = static_cast<int64_t>(clauses_.size());
-    reduce_base_ = std::max<int64_t>({ n, config_.reduce_base_min, 1 });
+    reduce_base_ = std::max<int64_t>({n, config_.reduce_base_min, 1});
     learnt_limit_ = base_learnt_limit();
     reduce_step_ = std::max<int64_t>(n / 10, config_.reduce_step_min);
     // A limit of 0 would restart before the first conflict for ever.
@@ -71,7 +71,8 @@ bool DpllSolver::restart_due() const
     if (lbd_queue_count_ < lbd_queue_capacity || solve_conflicts_ == 0) {
         return false;
     }
-    const auto recent = static_cast<double>(lbd_queue_sum_ / static_cast<int64_t>(lbd_queue_capacity));
+    const auto recent =
+        static_cast<double>(lbd_queue_sum_ / static_cast<int64_t>(lbd_queue_capacity));
     return recent * glucose_restart_factor > restart_limit_ / static_cast<double>(solve_conflicts_);
 }
 
@@ -86,7 +87,7 @@ void DpllSolver::update_restart_limit()
         if (agility_ >= config_.agility_high) {
             luby_unit_ = std::min(luby_unit_ * 2, max_unit);
         } else if (agility_ <= config_.agility_low) {
-            luby_unit_ = std::max<int64_t>({ luby_unit_ / 2, config_.restart_initial, 1 });
+            luby_unit_ = std::max<int64_t>({luby_unit_ / 2, config_.restart_initial, 1});
         }
         [[fallthrough]];
     case 1:
@@ -144,8 +145,8 @@ void DpllSolver::reduce_db_if_due()
         reduce_base_ += reduce_step_;
         reduce_db();
     } else if (!within_limit) {
-        learnt_limit_ = static_cast<int64_t>(static_cast<double>(learnt_limit_)
-                                             * config_.learnt_limit_factor);
+        learnt_limit_ =
+            static_cast<int64_t>(static_cast<double>(learnt_limit_) * config_.learnt_limit_factor);
         reduce_db();
         // Where most clauses are of those that always stay, reductions would follow each other.
         const auto kept = static_cast<int64_t>(learnts_.size());
@@ -153,8 +154,8 @@ void DpllSolver::reduce_db_if_due()
     }
 }
 
-/// Drops the weakest learnt clauses: of the first part of the order all that may go, of the rest those
-/// with next to no activity. Clauses of at most two literals come last in the order.
+/// Drops the weakest learnt clauses: of the first part of the order all that may go, of the rest
+/// those with next to no activity. Clauses of at most two literals come last in the order.
 void DpllSolver::reduce_db()
 {
     struct Entry {
@@ -171,8 +172,9 @@ void DpllSolver::reduce_db()
     std::vector<Entry> order;
     order.reserve(n);
     for (Clause* c : learnts_) {
-        const float weight = c->is_theory() ? static_cast<float>(config_.theory_clause_weight) : 1.0F;
-        order.push_back({ c->activity() * weight, c->size() <= 2, c->id(), c });
+        const float weight =
+            c->is_theory() ? static_cast<float>(config_.theory_clause_weight) : 1.0F;
+        order.push_back({c->activity() * weight, c->size() <= 2, c->id(), c});
     }
     const auto first_part = static_cast<size_t>(static_cast<double>(n) * config_.reduce_fraction);
     if (first_part < n) {
@@ -188,9 +190,8 @@ void DpllSolver::reduce_db()
     learnts_.clear();
     for (size_t i = 0; i < n; ++i) {
         Clause* c = order[i].c;
-        const bool keep = c->lbd() == 1 || c->lbd() == kept_lbd || locked(c)
-                          || (i >= first_part
-                              && static_cast<double>(c->activity()) >= extra_limit);
+        const bool keep = c->lbd() == 1 || c->lbd() == kept_lbd || locked(c) ||
+                          (i >= first_part && static_cast<double>(c->activity()) >= extra_limit);
         if (keep || !leave_problem(c, true)) {
             learnts_.push_back(c);
         } else {
@@ -209,15 +210,15 @@ void DpllSolver::reduce_db()
     }
 }
 
-/// Moves the learnt clauses to fresh memory in the order of the watch lists, so that propagation walks
-/// memory forward, and gives back what reductions left unused. A clause that someone else refers to
-/// can't be moved; such are rare, and then all stay. The store of theory lemmas may be the last holder
-/// of a clause in that memory.
+/// Moves the learnt clauses to fresh memory in the order of the watch lists, so that propagation
+/// walks memory forward, and gives back what reductions left unused. A clause that someone else
+/// refers to can't be moved; such are rare, and then all stay. The store of theory lemmas may be
+/// the last holder of a clause in that memory.
 void DpllSolver::collect_learnt_memory()
 {
-    if (!pending_units_.empty() || !stored_tlemmas_.empty()
-        || std::any_of(learnts_.begin(), learnts_.end(),
-                       [](const Clause* c) { return c->num_references() > 1; })) {
+    if (!pending_units_.empty() || !stored_tlemmas_.empty() ||
+        std::any_of(learnts_.begin(), learnts_.end(),
+                    [](const Clause* c) { return c->num_references() > 1; })) {
         return;
     }
     dpll::ClausePool fresh;
@@ -259,8 +260,8 @@ bool DpllSolver::simplify()
         return false;
     }
     const size_t num_clauses = clauses_.size() + learnts_.size();
-    if (static_cast<int64_t>(trail_size_) == simp_assigns_ || simp_props_ > 0
-        || index(order_heap_.size()) > num_clauses) {
+    if (static_cast<int64_t>(trail_size_) == simp_assigns_ || simp_props_ > 0 ||
+        index(order_heap_.size()) > num_clauses) {
         return true;
     }
     const size_t clauses_before = clauses_.size();
@@ -288,11 +289,12 @@ bool DpllSolver::simplify()
     simp_assigns_ = static_cast<int64_t>(trail_size_);
     simp_props_ = static_cast<int64_t>(stats_.clause_literals + stats_.learnt_literals);
     if (log_on(2)) {
-        (*logger_)(log_section_)
-            << loglevel(2) << log_prefix_ << "simplified clause db (removed "
-            << clauses_before - clauses_.size() << " / " << clauses_before << " orig clauses, "
-            << learnts_before - learnts_.size() << " / " << learnts_before << " learnt, "
-            << vars_before - order_heap_.size() << " / " << vars_before << " vars)" << EndLog;
+        (*logger_)(log_section_) << loglevel(2) << log_prefix_ << "simplified clause db (removed "
+                                 << clauses_before - clauses_.size() << " / " << clauses_before
+                                 << " orig clauses, " << learnts_before - learnts_.size() << " / "
+                                 << learnts_before << " learnt, "
+                                 << vars_before - order_heap_.size() << " / " << vars_before
+                                 << " vars)" << EndLog;
     }
     return true;
 }

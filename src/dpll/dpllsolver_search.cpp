@@ -36,8 +36,7 @@ bool DpllSolver::solve(const std::vector<Lit>& assumptions, bool keep_trail)
 }
 
 DpllSolver::SearchResult DpllSolver::solve_limited(const std::vector<Lit>& assumptions,
-                                                   uint64_t conflict_limit,
-                                                   uint64_t decision_limit,
+                                                   uint64_t conflict_limit, uint64_t decision_limit,
                                                    uint64_t propagation_limit, bool keep_trail)
 {
     conflict_limit_ = conflict_limit;
@@ -77,9 +76,9 @@ DpllSolver::SearchResult DpllSolver::run_searches()
 {
     if (log_on(2)) {
         (*logger_)(log_section_) << loglevel(2) << log_prefix_ << std::string(72, '=') << EndLog;
-        (*logger_)(log_section_) << loglevel(2) << log_prefix_ << "searching (vars: "
-                                 << order_heap_.size() << ", clauses: " << clauses_.size() << ")"
-                                 << EndLog;
+        (*logger_)(log_section_) << loglevel(2) << log_prefix_
+                                 << "searching (vars: " << order_heap_.size()
+                                 << ", clauses: " << clauses_.size() << ")" << EndLog;
     }
     solve_conflicts_ = solve_decisions_ = solve_propagations_ = 0;
     polled_conflicts_ = polled_propagations_ = 0;
@@ -123,16 +122,16 @@ void DpllSolver::build_model()
 
 bool DpllSolver::limit_reached() const
 {
-    return (conflict_limit_ && solve_conflicts_ >= conflict_limit_)
-           || (decision_limit_ && solve_decisions_ >= decision_limit_)
-           || (propagation_limit_ && solve_propagations_ >= propagation_limit_);
+    return (conflict_limit_ && solve_conflicts_ >= conflict_limit_) ||
+           (decision_limit_ && solve_decisions_ >= decision_limit_) ||
+           (propagation_limit_ && solve_propagations_ >= propagation_limit_);
 }
 
 /// Bounded by work of each kind: conflicts alone may be far apart, and a single one may cost much.
 void DpllSolver::poll_termination()
 {
-    if (solve_conflicts_ - polled_conflicts_ < poll_conflicts && ++unpolled_steps_ < poll_steps
-        && solve_propagations_ - polled_propagations_ < poll_propagations) {
+    if (solve_conflicts_ - polled_conflicts_ < poll_conflicts && ++unpolled_steps_ < poll_steps &&
+        solve_propagations_ - polled_propagations_ < poll_propagations) {
         return;
     }
     polled_conflicts_ = solve_conflicts_;
@@ -173,7 +172,8 @@ DpllSolver::SearchResult DpllSolver::search()
 }
 
 /// One round: up to the first thing that changes the assignment or the clauses. The order matters:
-/// theories are asked only at a fixpoint with all points open, assumptions come before free decisions.
+/// theories are asked only at a fixpoint with all points open, assumptions come before free
+/// decisions.
 DpllSolver::Step DpllSolver::search_step()
 {
     if (unsat_level_ >= 0 || (!pending_units_.empty() && !add_pending_units())) {

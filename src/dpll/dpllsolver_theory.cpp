@@ -1,4 +1,5 @@
-// The theory side as the engine sees it: telling literals, taking conflicts, implications and lemmas.
+// The theory side as the engine sees it: telling literals, taking conflicts, implications and
+// lemmas.
 #include "base/logger.h"
 #include "dpll/dpllsolver.h"
 #include "dpll/ghostfilterhook.h"
@@ -48,7 +49,7 @@ void DpllSolver::check_theory(bool approx)
 /// attach_it  it joins the learnt clauses, watched if it can be
 Clause* DpllSolver::new_theory_clause(bool attach_it)
 {
-    std::sort(theory_lits_.begin(), theory_lits_.end(), TheoryClauseLitLess { this });
+    std::sort(theory_lits_.begin(), theory_lits_.end(), TheoryClauseLitLess{this});
     Clause* c = new_clause(theory_lits_, true, true);
     if (attach_it) {
         learnts_.push_back(c);
@@ -118,8 +119,8 @@ Clause* DpllSolver::get_theory_reason(Lit l, bool force)
     return c;
 }
 
-/// Enqueues what the theories imply; true if anything. Only with all points open, since explanations
-/// are guarded by points.
+/// Enqueues what the theories imply; true if anything. Only with all points open, since
+/// explanations are guarded by points.
 bool DpllSolver::enqueue_theory_implications()
 {
     if (!theory_manager_ || decision_level() < num_backtrack_points()) {
@@ -212,7 +213,7 @@ bool DpllSolver::add_theory_lemma(int* backjump)
         unsat_level_ = 0;
         return false;
     }
-    std::sort(theory_lits_.begin(), theory_lits_.end(), TheoryClauseLitLess { this });
+    std::sort(theory_lits_.begin(), theory_lits_.end(), TheoryClauseLitLess{this});
     Clause* c = new_clause(theory_lits_, !permanent, true);
     if (id != 0) {
         lemma_ids_[c->id()] = id;
@@ -237,7 +238,8 @@ bool DpllSolver::add_theory_lemma(int* backjump)
     return place_lemma(c);
 }
 
-/// Where a lemma literal that is true, but that the ghost filter hid from the theories, gets undone.
+/// Where a lemma literal that is true, but that the ghost filter hid from the theories, gets
+/// undone.
 int DpllSolver::ghost_backjump_level(const Clause* c)
 {
     int result = decision_level();

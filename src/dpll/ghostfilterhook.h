@@ -17,7 +17,8 @@ public:
     virtual void retract_lemma(Clause* c) = 0;
 
     virtual bool is_ghost(int var) = 0;
-    /// The same for the clauses of one literal; check_never: honour variables that never are ghosts.
+    /// The same for the clauses of one literal; check_never: honour variables that never are
+    /// ghosts.
     virtual bool is_ghost(Lit lit, bool check_never) = 0;
 
     virtual void push_backtrack_point() = 0;

@@ -15,16 +15,14 @@ class Heap {
 public:
     static constexpr int NO_IDX = -1;
 
-    explicit Heap(const Lt& lt)
-        : lt_(lt)
-    {
-    }
+    explicit Heap(const Lt& lt) : lt_(lt) {}
 
     int size() const { return static_cast<int>(heap_.size()); }
     bool empty() const { return heap_.empty(); }
     bool contains(int v) const
     {
-        return static_cast<uint32_t>(v) < index_.size() && index_[static_cast<uint32_t>(v)] != NO_IDX;
+        return static_cast<uint32_t>(v) < index_.size() &&
+               index_[static_cast<uint32_t>(v)] != NO_IDX;
     }
     /// The element at place i, from 0; place 0 is the first to come out.
     int operator[](int i) const { return heap_[static_cast<uint32_t>(i)]; }
@@ -107,8 +105,8 @@ public:
     bool check_invariants() const
     {
         for (int i = 0; i < size(); ++i) {
-            if (index_[static_cast<uint32_t>((*this)[i])] != i
-                || (i > 0 && lt_((*this)[i], (*this)[(i - 1) >> 1]))) {
+            if (index_[static_cast<uint32_t>((*this)[i])] != i ||
+                (i > 0 && lt_((*this)[i], (*this)[(i - 1) >> 1]))) {
                 return false;
             }
         }

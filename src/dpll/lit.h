@@ -13,14 +13,10 @@ namespace tarq::dpll {
 class Lit {
 public:
     /// lit_Undef.
-    constexpr Lit()
-        : x_(-2)
-    {
-    }
+    constexpr Lit() : x_(-2) {}
     /// var     variable, from 0
     /// negated true for the negative literal
-    constexpr explicit Lit(int var, bool negated = false)
-        : x_(var * 2 + static_cast<int>(negated))
+    constexpr explicit Lit(int var, bool negated = false) : x_(var * 2 + static_cast<int>(negated))
     {
     }
     /// The literal whose index() is `index`.
@@ -62,6 +58,7 @@ inline constexpr int sign(Lit l)
     return l.sign();
 }
 
-static_assert(sizeof(Lit) == 4 && std::is_trivially_copyable_v<Lit>, "clauses are words of literals");
+static_assert(sizeof(Lit) == 4 && std::is_trivially_copyable_v<Lit>,
+              "clauses are words of literals");
 
 } // namespace tarq::dpll

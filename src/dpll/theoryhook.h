@@ -17,7 +17,8 @@ namespace tarq::dpll {
 /// Life cycle, as the engine drives it:
 ///   1. `tell_atom` once for every variable at its creation, at any level; `retract_atom` for every
 ///      variable that a pop of a backtrack point removes, newest first.
-///   2. `new_decision_level` at each new level and `cancel_until` before each undo, also with a level
+///   2. `new_decision_level` at each new level and `cancel_until` before each undo, also with a
+///   level
 ///      at or above the current one, which only clears a pending conflict. Push and pop of
 ///      backtrack points may come at any level without a search decision.
 ///   3. After Boolean propagation without conflict, with all backtrack points open: `do_assume` for
@@ -38,7 +39,8 @@ public:
     /// The variable, the highest that exists, goes away. t as in tell_atom.
     virtual void retract_atom(const Term_* t, int var) = 0;
     /// Bit per variable: set when no theory looks at it, so the engine does not pass its literals.
-    /// Covers at least the variables told. Stays valid, with changing contents, while the hook lives.
+    /// Covers at least the variables told. Stays valid, with changing contents, while the hook
+    /// lives.
     virtual const BitVector& boolean_vars() const = 0;
 
     virtual void new_decision_level() = 0;

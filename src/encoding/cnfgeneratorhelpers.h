@@ -84,9 +84,9 @@ public:
         return t;
     }
 
-    /// Whether `t`, which is Boolean, is no connective, true or false. Looks at no type: in a formula
-    /// everything that connectives are applied to is Boolean, and the symbols of the atoms are spread
-    /// over memory.
+    /// Whether `t`, which is Boolean, is no connective, true or false. Looks at no type: in a
+    /// formula everything that connectives are applied to is Boolean, and the symbols of the atoms
+    /// are spread over memory.
     bool is_atom(const Term_* t) const
     {
         const Symbol* s = t->get_symbol();

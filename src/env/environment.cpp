@@ -305,7 +305,7 @@ void Environment::do_assert_formula(const Term_* f)
 void Environment::refuse_unsupported_atoms(const Term_* f)
 {
     BitVector& seen = solvers_->supported;
-    std::vector<const Term_*> stack { f };
+    std::vector<const Term_*> stack{f};
     while (!stack.empty()) {
         const Term_* t = stack.back();
         stack.pop_back();
@@ -316,10 +316,10 @@ void Environment::refuse_unsupported_atoms(const Term_* f)
         seen.set(t->get_id());
         if (tm_->is_connective(t->get_symbol())) {
             stack.insert(stack.end(), t->children().begin(), t->children().end());
-        } else if (tm_->is_boolean_atom(t) && !tm_->is_boolean_constant(t)
-            && !tm_->is_quantifier(t)) {
+        } else if (tm_->is_boolean_atom(t) && !tm_->is_boolean_constant(t) &&
+                   !tm_->is_quantifier(t)) {
             throw make_error<error>("unsupported atom (no theory solver for it): ",
-                t->to_shallow_str());
+                                    t->to_shallow_str());
         }
     }
 }

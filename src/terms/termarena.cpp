@@ -16,7 +16,7 @@ namespace tarq {
 
 namespace {
 
-constexpr size_t PAGE_UNIT = size_t { 1 } << 21;
+constexpr size_t PAGE_UNIT = size_t{1} << 21;
 
 // Under the address sanitizer what stands behind the header of a free cell is out of bounds.
 void poison([[maybe_unused]] TermArena::Cell* c, [[maybe_unused]] size_t granules)
@@ -47,11 +47,7 @@ void* alloc_aligned_pages(size_t bytes, [[maybe_unused]] bool large_pages)
     return p;
 }
 
-TermArena::TermArena()
-    : block_of_slot_(64, 0)
-    , slot_mask_(block_of_slot_.size() - 1)
-{
-}
+TermArena::TermArena() : block_of_slot_(64, 0), slot_mask_(block_of_slot_.size() - 1) {}
 
 TermArena::~TermArena()
 {
@@ -104,7 +100,7 @@ size_t TermArena::new_block(size_t size, unsigned region)
         throw std::bad_alloc();
     }
     char* base = static_cast<char*>(memory);
-    blocks_[index] = { base, base, rounded, region };
+    blocks_[index] = {base, base, rounded, region};
     try {
         insert_slot(index);
     } catch (...) {

@@ -84,11 +84,12 @@ public:
     /// The cell with this number, which is in use.
     Cell* at(uint32_t number) const
     {
-        return reinterpret_cast<Cell*>(
-            blocks_[number >> BLOCK_BITS].base + size_t { number & BLOCK_MASK } * GRANULE);
+        return reinterpret_cast<Cell*>(blocks_[number >> BLOCK_BITS].base +
+                                       size_t{number & BLOCK_MASK} * GRANULE);
     }
 
-    /// Whether within each region numbers grow in order of allocation: until the first cell is freed.
+    /// Whether within each region numbers grow in order of allocation: until the first cell is
+    /// freed.
     bool is_monotone() const { return is_monotone_; }
     /// Bytes of all blocks, without the ends that no cell has reached yet.
     size_t bytes() const;
@@ -112,9 +113,9 @@ public:
     }
 
 private:
-    static constexpr size_t BLOCK_SIZE = size_t { 1 } << 21;
+    static constexpr size_t BLOCK_SIZE = size_t{1} << 21;
     static constexpr unsigned BLOCK_BITS = 17; // of the granule in its block
-    static constexpr uint32_t BLOCK_MASK = (uint32_t { 1 } << BLOCK_BITS) - 1;
+    static constexpr uint32_t BLOCK_MASK = (uint32_t{1} << BLOCK_BITS) - 1;
     static constexpr unsigned REGION_SHIFT = 32 - BLOCK_BITS; // in the entries of block_of_slot_
     static constexpr size_t MAX_BLOCKS = size_t{1} << REGION_SHIFT;
     static constexpr uint16_t FREE = 0x8000;

@@ -12,8 +12,8 @@
 namespace tarq {
 
 TermBank::TermBank()
-    : buckets_(make_buckets(hsh::detail::TABLE_SIZES[0].buckets))
-    , table_(hsh::detail::TABLE_SIZES[0])
+    : buckets_(make_buckets(hsh::detail::TABLE_SIZES[0].buckets)),
+      table_(hsh::detail::TABLE_SIZES[0])
 {
     if (!buckets_) {
         throw std::bad_alloc();
@@ -22,12 +22,15 @@ TermBank::TermBank()
 
 TermBank::~TermBank() = default;
 
-void TermBank::FreeDeleter::operator()(Bucket* p) const { std::free(p); }
+void TermBank::FreeDeleter::operator()(Bucket* p) const
+{
+    std::free(p);
+}
 
 /// Zeroed; null when there is no memory.
 TermBank::Buckets TermBank::make_buckets(size_t count)
 {
-    constexpr size_t LARGE_PAGE = size_t { 1 } << 21;
+    constexpr size_t LARGE_PAGE = size_t{1} << 21;
     const size_t bytes = count * sizeof(Bucket);
     if (bytes < 2 * LARGE_PAGE) {
         return Buckets(static_cast<Bucket*>(std::calloc(count, sizeof(Bucket))));
@@ -57,7 +60,8 @@ const Term_* TermBank::make_term(const Symbol* symbol, TermArgs children)
     }
 }
 
-/// N  the number of children, or SIZE_MAX for any. The shorter the way to the bucket, the more calls
+/// N  the number of children, or SIZE_MAX for any. The shorter the way to the bucket, the more
+/// calls
 ///    overlap in waiting for memory.
 template <size_t N>
 inline const Term_* TermBank::intern(const Symbol* symbol, TermArgs args)
@@ -113,8 +117,8 @@ void TermBank::grow()
 /// Links all cells, by ascending number, into the buckets, which are empty.
 void TermBank::rehash()
 {
-    // The cells come in the order of memory, but each bucket is a random access: it is fetched while
-    // its cell waits in a queue.
+    // The cells come in the order of memory, but each bucket is a random access: it is fetched
+    // while its cell waits in a queue.
     constexpr size_t AHEAD = 32;
     struct Waiting {
         Cell* cell;
@@ -128,7 +132,7 @@ void TermBank::rehash()
         if (queued >= AHEAD) {
             leave(slot);
         }
-        slot = { c, &buckets_[table_.index(c->hash)] };
+        slot = {c, &buckets_[table_.index(c->hash)]};
         __builtin_prefetch(slot.bucket, 1);
         ++queued;
     });
@@ -156,7 +160,7 @@ void TermBank::remove_unseen(const BitVector& seen)
     }
     // freed by descending id, the cells are handed out again in the order of their age
     std::sort(dead.begin(), dead.end(),
-        [](Cell* a, Cell* b) { return term_of(a)->id_ > term_of(b)->id_; });
+              [](Cell* a, Cell* b) { return term_of(a)->id_ > term_of(b)->id_; });
     for (Cell* c : dead) {
         arena_.free(c);
     }
@@ -174,8 +178,8 @@ bool TermBank::check_invariants() const
         uint16_t filter = buckets_[b].filter;
         for (uint32_t n = buckets_[b].first; n != 0;) {
             Cell* c = arena_.at(n);
-            if (table_.index(c->hash) != b || filter != (c->filter | filter_bit(c->hash))
-                || term_of(c)->id_ >= next_id_) {
+            if (table_.index(c->hash) != b || filter != (c->filter | filter_bit(c->hash)) ||
+                term_of(c)->id_ >= next_id_) {
                 return false;
             }
             ++count;

@@ -65,7 +65,8 @@ public:
     {
         return is_older(a, b, get_key(a), get_key(b));
     }
-    /// The same with the keys of a and b at hand. Terms of one class are not touched until the first collection.
+    /// The same with the keys of a and b at hand. Terms of one class are not touched until the
+    /// first collection.
     bool is_older(const Term_* a, const Term_* b, Key ka, Key kb) const
     {
         return arena_.is_monotone() && ka.get_class() == kb.get_class() ? ka.key_ < kb.key_
@@ -124,7 +125,7 @@ private:
     {
         c->next = b.first;
         c->filter = b.filter;
-        b = { number, static_cast<uint16_t>(b.filter | filter_bit(c->hash)) };
+        b = {number, static_cast<uint16_t>(b.filter | filter_bit(c->hash))};
     }
     template <size_t N>
     const Term_* intern(const Symbol* symbol, TermArgs children);
@@ -172,9 +173,7 @@ public:
 
 private:
     friend class TermBank;
-    explicit const_iterator(const TermBank* bank)
-        : bank_(bank)
-        , cell_(bank->buckets_[0].first)
+    explicit const_iterator(const TermBank* bank) : bank_(bank), cell_(bank->buckets_[0].first)
     {
         skip_empty();
     }
@@ -190,7 +189,13 @@ private:
     uint32_t cell_ = 0; // 0 at the end
 };
 
-inline TermBank::const_iterator TermBank::begin() const { return const_iterator(this); }
-inline TermBank::const_iterator TermBank::end() const { return {}; }
+inline TermBank::const_iterator TermBank::begin() const
+{
+    return const_iterator(this);
+}
+inline TermBank::const_iterator TermBank::end() const
+{
+    return {};
+}
 
 } // namespace tarq

@@ -79,8 +79,11 @@ TEST_F(ApiTest, constructors_agree_with_the_reader_and_predicates_with_the_tags)
         const char* text; // null where the language has no such operation
     };
 #define ROW(name, tag, text, ...)                                                                  \
-    Row { #name, tarq_make_##name(e __VA_OPT__(,) __VA_ARGS__), tarq_term_is_##name,               \
-        TARQ_TAG_##tag, text }
+    Row                                                                                            \
+    {                                                                                              \
+#name, tarq_make_##name(e __VA_OPT__(, ) __VA_ARGS__), tarq_term_is_##name,                \
+            TARQ_TAG_##tag, text                                                                   \
+    }
     const Row rows[] = {
         ROW(true, TRUE, "true"),
         ROW(false, FALSE, "false"),
@@ -210,11 +213,10 @@ TEST_F(ApiTest, indices_are_read_back)
         int (*test)(tarq_env, tarq_term, size_t*);
         int tag;
     };
-    const Indexed indexed[]
-        = { { tarq_make_bv_zext(e, 3, v), tarq_term_is_bv_zext, TARQ_TAG_BV_ZEXT },
-              { tarq_make_bv_sext(e, 3, v), tarq_term_is_bv_sext, TARQ_TAG_BV_SEXT },
-              { tarq_make_bv_rol(e, 3, v), tarq_term_is_bv_rol, TARQ_TAG_BV_ROL },
-              { tarq_make_bv_ror(e, 3, v), tarq_term_is_bv_ror, TARQ_TAG_BV_ROR } };
+    const Indexed indexed[] = {{tarq_make_bv_zext(e, 3, v), tarq_term_is_bv_zext, TARQ_TAG_BV_ZEXT},
+                               {tarq_make_bv_sext(e, 3, v), tarq_term_is_bv_sext, TARQ_TAG_BV_SEXT},
+                               {tarq_make_bv_rol(e, 3, v), tarq_term_is_bv_rol, TARQ_TAG_BV_ROL},
+                               {tarq_make_bv_ror(e, 3, v), tarq_term_is_bv_ror, TARQ_TAG_BV_ROR}};
     for (const Indexed& row : indexed) {
         for (const Indexed& other : indexed) {
             n = 0;
@@ -238,12 +240,12 @@ TEST_F(ApiTest, indices_are_read_back)
 
 TEST_F(ApiTest, rounding_modes_tell_each_other_apart)
 {
-    const tarq_term modes[]
-        = { tarq_make_fp_roundingmode_nearest_even(e), tarq_make_fp_roundingmode_zero(e),
-              tarq_make_fp_roundingmode_plus_inf(e), tarq_make_fp_roundingmode_minus_inf(e) };
-    const Predicate tests[] = { tarq_term_is_fp_roundingmode_nearest_even,
-        tarq_term_is_fp_roundingmode_zero, tarq_term_is_fp_roundingmode_plus_inf,
-        tarq_term_is_fp_roundingmode_minus_inf };
+    const tarq_term modes[] = {
+        tarq_make_fp_roundingmode_nearest_even(e), tarq_make_fp_roundingmode_zero(e),
+        tarq_make_fp_roundingmode_plus_inf(e), tarq_make_fp_roundingmode_minus_inf(e)};
+    const Predicate tests[] = {
+        tarq_term_is_fp_roundingmode_nearest_even, tarq_term_is_fp_roundingmode_zero,
+        tarq_term_is_fp_roundingmode_plus_inf, tarq_term_is_fp_roundingmode_minus_inf};
     for (size_t m = 0; m < 4; ++m) {
         for (size_t t = 0; t < 4; ++t) {
             EXPECT_EQ(tests[t](e, modes[m]), m == t);
@@ -280,9 +282,9 @@ TEST_F(ApiTest, numbers_keep_their_values)
     mpz_clear(z);
     tarq_term rne = tarq_make_fp_roundingmode_nearest_even(e);
     EXPECT_EQ(tarq_make_fp_rat_number(e, "1", 8, 23, rne).repr,
-        tarq_make_fp_bits_number(e, "1065353216", 8, 23).repr);
+              tarq_make_fp_bits_number(e, "1065353216", 8, 23).repr);
     EXPECT_EQ(tarq_make_fp_plus_inf(e, 8, 23).repr,
-        tarq_make_fp_bits_number(e, "2139095040", 8, 23).repr);
+              tarq_make_fp_bits_number(e, "2139095040", 8, 23).repr);
     EXPECT_NE(tarq_make_fp_minus_inf(e, 8, 23).repr, tarq_make_fp_plus_inf(e, 8, 23).repr);
     EXPECT_EQ(tarq_term_is_number(e, tarq_make_fp_nan(e, 8, 23)), 1);
     EXPECT_EQ(value(x).find("none"), 0u);
@@ -308,9 +310,9 @@ TEST_F(ApiTest, types_and_declarations_are_read_back)
     EXPECT_EQ(tarq_type_equals(tarq_get_bv_type(e, 9), tarq_term_get_type(v)), 0);
     EXPECT_EQ(take(tarq_type_repr(tarq_get_integer_type(e))), "Int");
 
-    const tarq_type params[] = { index, element };
-    tarq_decl h = tarq_declare_function(
-        e, "h", tarq_get_function_type(e, params, 2, tarq_get_bool_type(e)));
+    const tarq_type params[] = {index, element};
+    tarq_decl h =
+        tarq_declare_function(e, "h", tarq_get_function_type(e, params, 2, tarq_get_bool_type(e)));
     EXPECT_EQ(tarq_find_decl(e, "h").repr, h.repr);
     EXPECT_TRUE(TARQ_ERROR_DECL(tarq_find_decl(e, "no such name")));
     EXPECT_EQ(tarq_decl_get_arity(h), 2u);
@@ -321,7 +323,7 @@ TEST_F(ApiTest, types_and_declarations_are_read_back)
     EXPECT_NE(take(tarq_decl_repr(h)).find("h"), std::string::npos);
     EXPECT_NE(tarq_decl_id(h), tarq_decl_id(tarq_term_get_decl(x)));
 
-    const tarq_term args[] = { i, x };
+    const tarq_term args[] = {i, x};
     tarq_term applied = tarq_make_uf(e, h, args);
     EXPECT_EQ(tarq_term_is_uf(e, applied), 1);
     EXPECT_EQ(tarq_term_is_atom(e, applied), 1);
@@ -330,7 +332,7 @@ TEST_F(ApiTest, types_and_declarations_are_read_back)
     EXPECT_TRUE(TARQ_ERROR_TERM(tarq_term_get_arg(applied, 2)));
     EXPECT_EQ(take(tarq_term_repr(applied)), "(h i x)");
     EXPECT_EQ(tarq_make_term(e, h, args).repr, applied.repr);
-    const tarq_term one[] = { i, TARQ_MAKE_ERROR_TERM() };
+    const tarq_term one[] = {i, TARQ_MAKE_ERROR_TERM()};
     EXPECT_TRUE(TARQ_ERROR_TERM(tarq_make_term(e, h, one)));
     EXPECT_EQ(message().find("wrong arity for symbol "), 0u) << message();
     EXPECT_EQ(tarq_term_is_constant(e, x), 1);
@@ -361,7 +363,7 @@ TEST_F(ApiTest, environments_of_a_family_share_terms)
     tarq_term copy = tarq_make_copy_from(other, t, e);
     ASSERT_FALSE(TARQ_ERROR_TERM(copy));
     EXPECT_NE(copy.repr, t.repr);
-    for (tarq_env k : { shared, other }) {
+    for (tarq_env k : {shared, other}) {
         EXPECT_EQ(tarq_assert_formula(k, k.repr == shared.repr ? t : copy), 0);
         EXPECT_EQ(tarq_solve(k), TARQ_SAT);
     }
@@ -384,17 +386,16 @@ TEST_F(ApiTest, solving_under_points_and_assumptions)
     EXPECT_EQ(tarq_solve(e), TARQ_SAT);
     tarq_term not_b = tarq_make_not(e, b);
     tarq_term c = constant("c", tarq_get_bool_type(e));
-    const tarq_term assumptions[] = { c, not_b };
+    const tarq_term assumptions[] = {c, not_b};
     EXPECT_EQ(tarq_solve_with_assumptions(e, assumptions, 2), TARQ_UNSAT);
     size_t n = 9;
-    EXPECT_EQ(take(tarq_get_unsat_assumptions(e, &n), n), std::vector<void*> { not_b.repr });
+    EXPECT_EQ(take(tarq_get_unsat_assumptions(e, &n), n), std::vector<void*>{not_b.repr});
     EXPECT_EQ(n, 1u);
     EXPECT_EQ(tarq_solve(e), TARQ_SAT);
     take(tarq_get_unsat_assumptions(e, &n), n);
     EXPECT_EQ(n, 0u);
-    EXPECT_EQ(
-        take(tarq_get_asserted_formulas(e, &n), n),
-        (std::vector<void*> { tarq_make_or(e, a, b).repr, tarq_make_not(e, a).repr }));
+    EXPECT_EQ(take(tarq_get_asserted_formulas(e, &n), n),
+              (std::vector<void*>{tarq_make_or(e, a, b).repr, tarq_make_not(e, a).repr}));
     EXPECT_EQ(tarq_pop_backtrack_point(e), 0);
     EXPECT_EQ(tarq_solve_with_assumptions(e, assumptions, 2), TARQ_SAT);
     EXPECT_EQ(tarq_add_preferred_for_branching(e, a, TARQ_TRUE), 0);
@@ -429,7 +430,7 @@ tarq_visit_status visit(tarq_env env, tarq_term t, int preorder, void* user_data
     Visits* visits = static_cast<Visits*>(user_data);
     visits->seen.emplace_back(t.repr, preorder);
     if (visits->nested && preorder) {
-        Visits inner { {}, nullptr, TARQ_VISIT_PROCESS, false };
+        Visits inner{{}, nullptr, TARQ_VISIT_PROCESS, false};
         EXPECT_EQ(tarq_visit_term(env, t, visit, &inner), 0);
         EXPECT_EQ(inner.seen.size() % 2, 0u);
     }
@@ -441,31 +442,31 @@ TEST_F(ApiTest, visits_each_subterm_before_and_after_its_arguments)
     tarq_term n = tarq_make_not(e, a);
     tarq_term inner = tarq_make_and(e, n, b);
     tarq_term t = tarq_make_iff(e, inner, tarq_make_or(e, inner, n));
-    for (bool nested : { false, true }) {
-        Visits visits { {}, nullptr, TARQ_VISIT_PROCESS, nested };
+    for (bool nested : {false, true}) {
+        Visits visits{{}, nullptr, TARQ_VISIT_PROCESS, nested};
         EXPECT_EQ(tarq_visit_term(e, t, visit, &visits), 0);
         EXPECT_EQ(visits.seen.size(), 12u) << "six subterms, twice each";
         EXPECT_EQ(visits.seen.front(), (std::pair<void*, int>(t.repr, 1)));
         EXPECT_EQ(visits.seen.back(), (std::pair<void*, int>(t.repr, 0)));
     }
-    Visits skip { {}, n.repr, TARQ_VISIT_SKIP, false };
+    Visits skip{{}, n.repr, TARQ_VISIT_SKIP, false};
     tarq_visit_term(e, n, visit, &skip);
     EXPECT_EQ(skip.seen.size(), 2u);
-    Visits abort { {}, t.repr, TARQ_VISIT_ABORT, false };
+    Visits abort{{}, t.repr, TARQ_VISIT_ABORT, false};
     EXPECT_EQ(tarq_visit_term(e, t, visit, &abort), 0);
     EXPECT_EQ(abort.seen.size(), 1u);
 }
 
 TEST_F(ApiTest, substitutes_at_once_and_normalizes)
 {
-    const tarq_term from[] = { a, b };
-    const tarq_term to[] = { b, a };
+    const tarq_term from[] = {a, b};
+    const tarq_term to[] = {b, a};
     tarq_term c = constant("c", tarq_get_bool_type(e));
     tarq_term t = tarq_make_and(e, a, tarq_make_or(e, tarq_make_not(e, b), c));
     EXPECT_EQ(tarq_apply_substitution(e, t, from, to, 2).repr,
-        tarq_make_and(e, b, tarq_make_or(e, tarq_make_not(e, a), c)).repr);
+              tarq_make_and(e, b, tarq_make_or(e, tarq_make_not(e, a), c)).repr);
     EXPECT_EQ(tarq_to_nnf(e, tarq_make_not(e, tarq_make_and(e, a, b))).repr,
-        tarq_make_or(e, tarq_make_not(e, a), tarq_make_not(e, b)).repr);
+              tarq_make_or(e, tarq_make_not(e, a), tarq_make_not(e, b)).repr);
 }
 
 const char SCRIPT[] = "(declare-fun k () Bool)\n"
@@ -480,27 +481,27 @@ TEST_F(ApiTest, reads_scripts_from_text_and_file)
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     std::fputs(SCRIPT, file);
-    for (bool from_file : { false, true }) {
+    for (bool from_file : {false, true}) {
         std::rewind(file);
         EXPECT_EQ((from_file ? tarq_from_smtlib2_file(e, file) : tarq_from_smtlib2(e, SCRIPT)).repr,
-            tarq_make_and(e, either, k).repr);
+                  tarq_make_and(e, either, k).repr);
         size_t n = 0;
         char** texts = nullptr;
         tarq_term* terms = nullptr;
         std::rewind(file);
         ASSERT_EQ(from_file ? tarq_named_list_from_smtlib2_file(e, file, &n, &texts, &terms)
                             : tarq_named_list_from_smtlib2(e, SCRIPT, &n, &texts, &terms),
-            0);
+                  0);
         ASSERT_EQ(n, 2u);
         EXPECT_EQ(take(texts[0]), "n1");
         EXPECT_EQ(take(texts[1]), "n2");
         tarq_free(texts);
-        EXPECT_EQ(take(terms, n), (std::vector<void*> { either.repr, k.repr }));
+        EXPECT_EQ(take(terms, n), (std::vector<void*>{either.repr, k.repr}));
 
         std::rewind(file);
         ASSERT_EQ(from_file ? tarq_annotated_list_from_smtlib2_file(e, file, &n, &terms, &texts)
                             : tarq_annotated_list_from_smtlib2(e, SCRIPT, &n, &terms, &texts),
-            0);
+                  0);
         ASSERT_EQ(n, 3u);
         std::vector<std::string> annotations;
         for (size_t j = 0; j < 2 * n; ++j) {
@@ -509,8 +510,8 @@ TEST_F(ApiTest, reads_scripts_from_text_and_file)
         tarq_free(texts);
         // The smaller term is the older one.
         EXPECT_EQ(annotations,
-            (std::vector<std::string> { "named", "n2", "named", "n1", "note", "hello" }));
-        EXPECT_EQ(take(terms, n), (std::vector<void*> { k.repr, either.repr, either.repr }));
+                  (std::vector<std::string>{"named", "n2", "named", "n1", "note", "hello"}));
+        EXPECT_EQ(take(terms, n), (std::vector<void*>{k.repr, either.repr, either.repr}));
     }
     std::fclose(file);
     EXPECT_EQ(tarq_solve(e), TARQ_SAT) << "reading asserts nothing";

@@ -11,8 +11,7 @@ namespace {
 /// One engine beside the plain list of what it should hold.
 class Session {
 public:
-    Session(uint64_t seed, int restart_strategy)
-        : rng_(seed)
+    Session(uint64_t seed, int restart_strategy) : rng_(seed)
     {
         randomize(config_, rng_, restart_strategy);
         solver_ = std::make_unique<TestSolver>(config_.dpll, nullptr);
@@ -50,15 +49,16 @@ private:
     void add_some_clauses()
     {
         for (int n = rng_.range(1, 8); n > 0; --n) {
-            clauses_.push_back(rng_.chance(1) ? std::vector<Lit>()
-                                              : random_clause(rng_, vars_, rng_.chance(80) ? 4 : 2));
+            clauses_.push_back(rng_.chance(1)
+                                   ? std::vector<Lit>()
+                                   : random_clause(rng_, vars_, rng_.chance(80) ? 4 : 2));
             add(*solver_, clauses_.back());
         }
     }
 
     void push()
     {
-        marks_.push_back({ vars_.size(), clauses_.size(), solver_->num_vars() });
+        marks_.push_back({vars_.size(), clauses_.size(), solver_->num_vars()});
         solver_->push_backtrack_point();
     }
 
@@ -67,7 +67,8 @@ private:
         solver_->pop_backtrack_point();
         vars_.resize(marks_.back().vars);
         clauses_.resize(marks_.back().clauses);
-        EXPECT_EQ(solver_->num_vars(), marks_.back().engine_vars); // the point's variable is gone too
+        EXPECT_EQ(solver_->num_vars(),
+                  marks_.back().engine_vars); // the point's variable is gone too
         marks_.pop_back();
     }
 
@@ -118,7 +119,7 @@ private:
     std::vector<Mark> marks_;
 };
 
-class RandomSessions : public testing::TestWithParam<int> { };
+class RandomSessions : public testing::TestWithParam<int> {};
 
 TEST_P(RandomSessions, agree_with_brute_force)
 {
@@ -142,11 +143,13 @@ TEST_P(RandomSessions, learnt_clauses_are_implied)
         Clauses clauses;
         const int n = static_cast<int>(vars.size());
         for (int i = 0; i < n * 26 / 10; ++i) {
-            clauses.push_back({ Lit(rng.pick(vars), rng.chance(50)), Lit(rng.pick(vars), rng.chance(50)),
-                                Lit(rng.pick(vars), rng.chance(50)) });
+            clauses.push_back({Lit(rng.pick(vars), rng.chance(50)),
+                               Lit(rng.pick(vars), rng.chance(50)),
+                               Lit(rng.pick(vars), rng.chance(50))});
         }
         for (int i = 0; i < n / 2; ++i) {
-            clauses.push_back({ Lit(rng.pick(vars), rng.chance(50)), Lit(rng.pick(vars), rng.chance(50)) });
+            clauses.push_back(
+                {Lit(rng.pick(vars), rng.chance(50)), Lit(rng.pick(vars), rng.chance(50))});
         }
         for (const auto& c : clauses) {
             add(solver, c);

@@ -11,10 +11,7 @@ namespace {
 
 class Incremental : public testing::Test {
 protected:
-    Incremental()
-        : s(config.dpll, nullptr)
-    {
-    }
+    Incremental() : s(config.dpll, nullptr) {}
     Lit var() { return Lit(s.new_var()); }
 
     Configuration config;
@@ -24,21 +21,21 @@ protected:
 TEST_F(Incremental, conflict_holds_the_negations_of_failed_assumptions)
 {
     const Lit x = var(), y = var(), z = var();
-    add(s, { ~x, ~y });
-    EXPECT_FALSE(s.solve({ z, x, y }));
-    EXPECT_EQ(std::vector<Lit>({ ~y, ~x }), s.get_conflict());
+    add(s, {~x, ~y});
+    EXPECT_FALSE(s.solve({z, x, y}));
+    EXPECT_EQ(std::vector<Lit>({~y, ~x}), s.get_conflict());
 
-    EXPECT_FALSE(s.solve({ z, x, ~x })); // contradictory by themselves
+    EXPECT_FALSE(s.solve({z, x, ~x})); // contradictory by themselves
     std::vector<Lit> c = s.get_conflict();
     std::sort(c.begin(), c.end());
-    EXPECT_EQ(std::vector<Lit>({ x, ~x }), c);
+    EXPECT_EQ(std::vector<Lit>({x, ~x}), c);
 
-    add(s, { ~z });
-    EXPECT_FALSE(s.solve({ x, z })); // false at level 0: that one alone
-    EXPECT_EQ(std::vector<Lit>({ ~z }), s.get_conflict());
+    add(s, {~z});
+    EXPECT_FALSE(s.solve({x, z})); // false at level 0: that one alone
+    EXPECT_EQ(std::vector<Lit>({~z}), s.get_conflict());
 
-    add(s, { z }); // unsat for good: no list of an older solve may show up
-    EXPECT_FALSE(s.solve({ x }));
+    add(s, {z}); // unsat for good: no list of an older solve may show up
+    EXPECT_FALSE(s.solve({x}));
     EXPECT_TRUE(s.get_conflict().empty());
 }
 
@@ -63,8 +60,8 @@ TEST_F(Incremental, contradictory_units_conflict_when_false_literals_are_kept)
 {
     config.unsat_core_generation = 2;
     const Lit x = var();
-    add(s, { x });
-    add(s, { ~x });
+    add(s, {x});
+    add(s, {~x});
     EXPECT_EQ(0, s.unsat_level());
     EXPECT_FALSE(s.solve());
 }
@@ -74,23 +71,23 @@ TEST_F(Incremental, contradictory_units_conflict_when_false_literals_are_kept)
 TEST_F(Incremental, point_false_at_level_zero_pops_and_later_facts_stay)
 {
     const Lit x = var(), y = var(), z = var();
-    add(s, { x, y });
-    add(s, { x, ~y, z });
+    add(s, {x, y});
+    add(s, {x, ~y, z});
     s.push_backtrack_point();
     const Lit fresh = var();
-    add(s, { ~x });
-    add(s, { ~y, fresh });
-    add(s, { ~fresh });
+    add(s, {~x});
+    add(s, {~y, fresh});
+    add(s, {~fresh});
     EXPECT_FALSE(s.solve());
     EXPECT_EQ(1, s.unsat_level());
     s.pop_backtrack_point();
     EXPECT_EQ(3, s.num_vars());
     EXPECT_TRUE(s.check_invariants());
-    EXPECT_TRUE(s.solve({ ~x }));
+    EXPECT_TRUE(s.solve({~x}));
     EXPECT_TRUE((s.get_model_value(y.var())).is_true());
     EXPECT_TRUE((s.get_model_value(z.var())).is_true());
-    add(s, { ~x });
-    EXPECT_FALSE(s.solve({ ~z }));
+    add(s, {~x});
+    EXPECT_FALSE(s.solve({~z}));
 }
 
 /// Reductions sort the learnt clauses, so those that carry a guard are not at the end of the list.
@@ -160,10 +157,7 @@ TEST_F(Incremental, remove_learnt_clauses_spares_reasons)
 
 class StopAfter : public TerminationTest {
 public:
-    explicit StopAfter(int n)
-        : left(n)
-    {
-    }
+    explicit StopAfter(int n) : left(n) {}
     void operator()() const override
     {
         if (left-- == 0) {
@@ -184,7 +178,7 @@ TEST_F(Incremental, stopped_search_can_be_resumed)
     for (int n = 0; n < 4; ++n) {
         const StopAfter stop(n);
         s.set_termination_test(&stop);
-        EXPECT_THROW(s.solve({ Lit(3) }), TerminationTest::terminated);
+        EXPECT_THROW(s.solve({Lit(3)}), TerminationTest::terminated);
         EXPECT_EQ(1, s.decision_level());
         EXPECT_TRUE(s.check_invariants());
         EXPECT_TRUE(s.get_conflict().empty());
@@ -200,7 +194,7 @@ TEST_F(Incremental, termination_test_is_asked_without_conflicts)
 {
     const auto vars = new_vars(s, 5000);
     for (int v : vars) {
-        add(s, { Lit(v), Lit((v + 1) % 5000) });
+        add(s, {Lit(v), Lit((v + 1) % 5000)});
     }
     const StopAfter stop(2);
     s.set_termination_test(&stop);
@@ -210,11 +204,11 @@ TEST_F(Incremental, termination_test_is_asked_without_conflicts)
 TEST_F(Incremental, clause_added_over_a_kept_trail_counts)
 {
     const Lit x = var(), y = var();
-    add(s, { x, y });
+    add(s, {x, y});
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(s.solve(true));
         EXPECT_EQ(l_True == s.value(x), s.get_model_value(x.var()).is_true());
-        add(s, { ~Lit(x.var(), s.value(x).is_false()), ~Lit(y.var(), s.value(y).is_false()) });
+        add(s, {~Lit(x.var(), s.value(x).is_false()), ~Lit(y.var(), s.value(y).is_false())});
     }
     EXPECT_FALSE(s.solve());
 }

@@ -11,7 +11,7 @@ namespace {
 
 TEST(DpllSearch, luby_sequence)
 {
-    const std::vector<int64_t> expected { 1, 1, 2, 1, 1, 2, 4, 1, 1, 2, 1, 1, 2, 4, 8, 1 };
+    const std::vector<int64_t> expected{1, 1, 2, 1, 1, 2, 4, 1, 1, 2, 1, 1, 2, 4, 8, 1};
     for (size_t i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(expected[i], TestSolver::luby(static_cast<int64_t>(i) + 1)) << i;
     }
@@ -23,7 +23,7 @@ TEST(DpllSearch, decisions_follow_preferences_phases_and_dependencies)
     config.dpll.branching_random_frequency = 0;
     TestSolver s(config.dpll, nullptr);
     const auto v = new_vars(s, 5);
-    add(s, { Lit(v[0], true), Lit(v[1], true) });
+    add(s, {Lit(v[0], true), Lit(v[1], true)});
     s.add_preferred_for_branching(v[1]);
     s.set_forced_phase(v[1], l_True);
     s.set_polarity(v[0], l_True);
@@ -62,15 +62,16 @@ TEST(DpllSearch, initial_phase_and_phase_cache)
         const int v = s.new_var();
         EXPECT_TRUE(s.solve());
         EXPECT_EQ(phase == 1, s.get_model_value(v).is_true());
-        EXPECT_TRUE(s.solve({ Lit(v, phase == 1) })); // against the phase, and remembered
+        EXPECT_TRUE(s.solve({Lit(v, phase == 1)})); // against the phase, and remembered
         EXPECT_TRUE(s.solve());
         EXPECT_EQ(phase == 0, s.get_model_value(v).is_true());
     }
 }
 
-class Restarts : public testing::TestWithParam<int> { };
+class Restarts : public testing::TestWithParam<int> {};
 
-/// Limits of 0 must not make it restart for ever, and two runs of the same problem are the same run.
+/// Limits of 0 must not make it restart for ever, and two runs of the same problem are the same
+/// run.
 TEST_P(Restarts, end_and_are_deterministic)
 {
     DpllSolver::Stats stats[2];
@@ -129,43 +130,40 @@ TEST(DpllSearch, simplification_under_a_point_keeps_older_clauses)
     Configuration config;
     TestSolver s(config.dpll, nullptr);
     const auto v = new_vars(s, 3);
-    add(s, { Lit(v[0]), Lit(v[1]) });
+    add(s, {Lit(v[0]), Lit(v[1])});
     s.push_backtrack_point();
-    add(s, { Lit(v[0]) });
+    add(s, {Lit(v[0])});
     s.push_backtrack_point();
     for (int i = 0; i < 4; ++i) { // clauses enough that the upkeep is done
-        add(s, { Lit(s.new_var()), Lit(v[2]), Lit(v[1]) });
+        add(s, {Lit(s.new_var()), Lit(v[2]), Lit(v[1])});
     }
     EXPECT_TRUE(s.solve());
     EXPECT_TRUE(s.solve());
     s.pop_backtrack_point();
     s.pop_backtrack_point();
-    EXPECT_FALSE(s.solve({ ~Lit(v[0]), ~Lit(v[1]) }));
-    add(s, { Lit(v[2]) });
-    add(s, { Lit(v[0]), Lit(v[1]), Lit(v[2]) }); // satisfied for good: no object
+    EXPECT_FALSE(s.solve({~Lit(v[0]), ~Lit(v[1])}));
+    add(s, {Lit(v[2])});
+    add(s, {Lit(v[0]), Lit(v[1]), Lit(v[2])}); // satisfied for good: no object
     EXPECT_EQ(1U, s.num_clauses());
 }
 
 /// Calls a variable a ghost when all clauses it was told for hold a true literal.
 class SmallGhostFilter : public dpll::GhostFilterHook {
 public:
-    explicit SmallGhostFilter(const DpllSolver* s)
-        : solver(s)
-    {
-    }
+    explicit SmallGhostFilter(const DpllSolver* s) : solver(s) {}
     void tell_clause(dpll::Clause* c) override { told.emplace_back(c->begin(), c->end()); }
-    void retract_lemma(dpll::Clause*) override { }
+    void retract_lemma(dpll::Clause*) override {}
     bool is_ghost(int var) override
     {
         return std::all_of(told.begin(), told.end(), [&](const auto& c) {
-            return std::none_of(c.begin(), c.end(), [&](Lit l) { return l.var() == var; })
-                   || std::any_of(c.begin(), c.end(),
-                                  [&](Lit l) { return solver->value(l).is_true(); });
+            return std::none_of(c.begin(), c.end(), [&](Lit l) { return l.var() == var; }) ||
+                   std::any_of(c.begin(), c.end(),
+                               [&](Lit l) { return solver->value(l).is_true(); });
         });
     }
     bool is_ghost(Lit l, bool) override { return is_ghost(l.var()); }
-    void push_backtrack_point() override { }
-    void pop_backtrack_point() override { }
+    void push_backtrack_point() override {}
+    void pop_backtrack_point() override {}
 
     const DpllSolver* solver;
     Clauses told;
@@ -180,12 +178,12 @@ TEST(DpllSearch, ghosts_are_not_decided_and_come_back)
     SmallGhostFilter ghosts(&s);
     s.set_ghost_filter(&ghosts);
     const auto v = new_vars(s, 3);
-    add(s, { ~Lit(v[0]), Lit(v[1]) }); // satisfied by the first decision
-    add(s, { Lit(v[0]), ~Lit(v[2]) });
+    add(s, {~Lit(v[0]), Lit(v[1])}); // satisfied by the first decision
+    add(s, {Lit(v[0]), ~Lit(v[2])});
     EXPECT_TRUE(s.solve());
     EXPECT_TRUE(s.get_model_value(v[0]).is_false());
     EXPECT_TRUE(s.get_model_value(v[1]).is_undef());
-    EXPECT_TRUE(s.solve({ Lit(v[0]) }));
+    EXPECT_TRUE(s.solve({Lit(v[0])}));
     EXPECT_TRUE(s.get_model_value(v[1]).is_true());
     EXPECT_TRUE(s.get_model_value(v[2]).is_undef());
     EXPECT_TRUE(s.check_invariants());

@@ -1,5 +1,6 @@
-// The engine together with a theory: conflicts, implications explained at once or late, lemmas with and
-// without new atoms, all under backtrack points, against brute force over atoms and constraints.
+// The engine together with a theory: conflicts, implications explained at once or late, lemmas with
+// and without new atoms, all under backtrack points, against brute force over atoms and
+// constraints.
 #include "testsupport.h"
 
 #include <gtest/gtest.h>
@@ -30,15 +31,12 @@ struct Constraint {
     }
 };
 
-/// Parity and cardinality constraints over the atoms it is told, plus definitions that it makes up in
-/// lemmas. What it answers with, and how lazily, is random; the protocol of the engine is checked.
+/// Parity and cardinality constraints over the atoms it is told, plus definitions that it makes up
+/// in lemmas. What it answers with, and how lazily, is random; the protocol of the engine is
+/// checked.
 class ToyTheory : public dpll::TheoryHook {
 public:
-    ToyTheory(uint64_t seed, bool gives_lemmas)
-        : rng_(seed)
-        , gives_lemmas_(gives_lemmas)
-    {
-    }
+    ToyTheory(uint64_t seed, bool gives_lemmas) : rng_(seed), gives_lemmas_(gives_lemmas) {}
     ~ToyTheory() override { EXPECT_TRUE(levels_.empty()); }
 
     DpllSolver* solver = nullptr;
@@ -260,7 +258,7 @@ private:
         }
         lemmas_.push_back(lemma);
         if (!lemma.empty() && rng_.chance(10)) {
-            lemmas_.push_back({ lemma.front(), ~lemma.front() }); // says nothing
+            lemmas_.push_back({lemma.front(), ~lemma.front()}); // says nothing
         }
     }
 
@@ -280,9 +278,9 @@ private:
         const Lit a(rng_.pick(atoms), rng_.chance(50)), b(rng_.pick(atoms), rng_.chance(50));
         next_is_atom = rng_.chance(50);
         const Lit t(solver->new_var());
-        lemmas_.push_back({ ~t, a });
-        lemmas_.push_back({ ~t, b });
-        lemmas_.push_back({ t, ~a, ~b });
+        lemmas_.push_back({~t, a});
+        lemmas_.push_back({~t, b});
+        lemmas_.push_back({t, ~a, ~b});
     }
 
     Rng rng_;
@@ -305,9 +303,7 @@ private:
 
 class TheorySession {
 public:
-    TheorySession(uint64_t seed, int restart_strategy)
-        : rng_(seed)
-        , theory_(seed, rng_.chance(60))
+    TheorySession(uint64_t seed, int restart_strategy) : rng_(seed), theory_(seed, rng_.chance(60))
     {
         randomize(config_, rng_, restart_strategy);
         config_.model_generation = true;
@@ -326,12 +322,13 @@ public:
                 grow(rng_.range(1, 2));
             } else if (what < 45) {
                 for (int n = rng_.range(1, 4); n > 0; --n) {
-                    clauses_.push_back(rng_.chance(1) ? std::vector<Lit>() : random_clause(rng_, vars_, 4));
+                    clauses_.push_back(rng_.chance(1) ? std::vector<Lit>()
+                                                      : random_clause(rng_, vars_, 4));
                     add(*solver_, clauses_.back());
                 }
             } else if (what < 58 && marks_.size() < 4) {
                 theory_.next_is_atom = false;
-                marks_.push_back({ vars_.size(), clauses_.size(), solver_->num_vars() });
+                marks_.push_back({vars_.size(), clauses_.size(), solver_->num_vars()});
                 solver_->push_backtrack_point();
             } else if (what < 71 && !marks_.empty()) {
                 solver_->pop_backtrack_point();
@@ -357,14 +354,15 @@ private:
             }
         }
         std::erase_if(atoms_, [&](int a) {
-            return std::find(vars_.begin(), vars_.end(), a) == vars_.end()
-                   || !is_atom_now(a);
+            return std::find(vars_.begin(), vars_.end(), a) == vars_.end() || !is_atom_now(a);
         });
         if (atoms_.size() >= 3 && theory_.constraints.size() < 6 && vars_.back() == atoms_.back()) {
-            Constraint c { rng_.chance(50), static_cast<size_t>(rng_.range(1, 2)), { Lit(atoms_.back()) } };
+            Constraint c{
+                rng_.chance(50), static_cast<size_t>(rng_.range(1, 2)), {Lit(atoms_.back())}};
             for (int k = rng_.range(1, 3); k > 0; --k) {
                 const int v = rng_.pick(atoms_);
-                if (std::none_of(c.lits.begin(), c.lits.end(), [v](Lit l) { return l.var() == v; })) {
+                if (std::none_of(c.lits.begin(), c.lits.end(),
+                                 [v](Lit l) { return l.var() == v; })) {
                     c.lits.emplace_back(v, rng_.chance(50));
                 }
             }
@@ -431,7 +429,7 @@ private:
     std::vector<Mark> marks_;
 };
 
-class WithTheory : public testing::TestWithParam<int> { };
+class WithTheory : public testing::TestWithParam<int> {};
 
 TEST_P(WithTheory, sessions_agree_with_brute_force)
 {
@@ -447,14 +445,14 @@ INSTANTIATE_TEST_SUITE_P(Restarts, WithTheory, testing::Values(0, 1, 2, 3));
 class ScriptedTheory : public dpll::TheoryHook {
 public:
     void tell_atom(const Term_*, int var) override { boolean.grow(static_cast<size_t>(var) + 1); }
-    void retract_atom(const Term_*, int) override { }
+    void retract_atom(const Term_*, int) override {}
     const BitVector& boolean_vars() const override { return boolean; }
-    void new_decision_level() override { }
+    void new_decision_level() override {}
     void cancel_until(int) override { in_conflict = false; }
-    void push_backtrack_point() override { }
-    void pop_backtrack_point() override { }
-    void do_assume(Lit, bool) override { }
-    void check_approx() override { }
+    void push_backtrack_point() override {}
+    void pop_backtrack_point() override {}
+    void do_assume(Lit, bool) override {}
+    void check_approx() override {}
     void check_complete() override
     {
         in_conflict = !conflicts.empty();
@@ -479,7 +477,7 @@ public:
     }
     void retract_lemma(unsigned id) override { retracted.push_back(id); }
     int boolean_model_found() override { return -1; }
-    void build_model() override { }
+    void build_model() override {}
 
     BitVector boolean;
     bool in_conflict = false;
@@ -490,8 +488,7 @@ public:
 
 class Scripted : public testing::Test {
 protected:
-    Scripted()
-        : s(config.dpll, nullptr)
+    Scripted() : s(config.dpll, nullptr)
     {
         s.set_theory_manager(&theory);
         x = Lit(s.new_var());
@@ -505,15 +502,15 @@ protected:
 
 TEST_F(Scripted, empty_lemma_or_conflict_is_a_contradiction_for_good)
 {
-    theory.lemmas = { {} };
+    theory.lemmas = {{}};
     s.push_backtrack_point();
     EXPECT_FALSE(s.solve());
     EXPECT_EQ(0, s.unsat_level());
-    EXPECT_EQ(std::vector<unsigned>({ 1 }), theory.retracted);
+    EXPECT_EQ(std::vector<unsigned>({1}), theory.retracted);
 
     TestSolver other(config.dpll, nullptr);
     ScriptedTheory conflicting;
-    conflicting.conflicts = { {} };
+    conflicting.conflicts = {{}};
     other.set_theory_manager(&conflicting);
     other.new_var();
     EXPECT_FALSE(other.solve());
@@ -522,13 +519,14 @@ TEST_F(Scripted, empty_lemma_or_conflict_is_a_contradiction_for_good)
 
 TEST_F(Scripted, lemmas_that_say_nothing_are_retired)
 {
-    theory.lemmas = { { x, y, ~x }, { y, y } };
+    theory.lemmas = {{x, y, ~x}, {y, y}};
     EXPECT_TRUE(s.solve());
     EXPECT_TRUE(s.get_model_value(y.var()).is_true());
-    EXPECT_EQ(std::vector<unsigned>({ 2 }), theory.retracted);
+    EXPECT_EQ(std::vector<unsigned>({2}), theory.retracted);
 }
 
-/// Units among the learnt clauses, which are ordered by reductions with all others, and a unit conflict.
+/// Units among the learnt clauses, which are ordered by reductions with all others, and a unit
+/// conflict.
 TEST_F(Scripted, unit_lemmas_and_unit_conflicts_hold_at_level_zero)
 {
     config.dpll.reduce_base_min = 1;
@@ -542,26 +540,26 @@ TEST_F(Scripted, unit_lemmas_and_unit_conflicts_hold_at_level_zero)
         }
     }
     for (int i = 0; i < 3; ++i) {
-        theory.late_lemmas.push_back({ Lit(2 + 5 * i, true) });
+        theory.late_lemmas.push_back({Lit(2 + 5 * i, true)});
     }
-    theory.conflicts = { { ~x } };
+    theory.conflicts = {{~x}};
     EXPECT_TRUE(s.solve());
     EXPECT_TRUE(s.value(x).is_true());
     EXPECT_TRUE(s.value(Lit(7)).is_false());
     s.remove_learnt_clauses();
     EXPECT_TRUE(s.check_invariants());
-    EXPECT_FALSE(s.solve({ Lit(12) }));
-    EXPECT_EQ(std::vector<Lit>({ ~Lit(12) }), s.get_conflict());
+    EXPECT_FALSE(s.solve({Lit(12)}));
+    EXPECT_EQ(std::vector<Lit>({~Lit(12)}), s.get_conflict());
 }
 
 TEST_F(Scripted, stored_lemmas_live_as_long_as_their_point)
 {
     config.dpll.store_tlemmas = true;
-    theory.lemmas = { { x, y } };
+    theory.lemmas = {{x, y}};
     EXPECT_TRUE(s.solve());
     s.push_backtrack_point();
     const Lit z(s.new_var());
-    theory.lemmas = { { x, z }, { ~x, y } };
+    theory.lemmas = {{x, z}, {~x, y}};
     EXPECT_TRUE(s.solve());
     s.remove_learnt_clauses();
     EXPECT_EQ(3U, s.get_theory_lemmas().size());

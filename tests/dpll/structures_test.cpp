@@ -26,9 +26,10 @@ std::vector<Lit> lits_of(size_t n)
 TEST(ClauseRecord, fields_do_not_disturb_each_other)
 {
     ClausePool pool;
-    for (size_t n : { 0, 1, 2, 3, 7, 1000 }) {
+    for (size_t n : {0, 1, 2, 3, 7, 1000}) {
         for (int kind = 0; kind < 8; ++kind) {
-            const bool learnt = (kind & 1) != 0, theory = (kind & 2) != 0, extension = (kind & 4) != 0;
+            const bool learnt = (kind & 1) != 0, theory = (kind & 2) != 0,
+                       extension = (kind & 4) != 0;
             const auto lits = lits_of(n);
             Clause* c = Clause_new(pool, lits.data(), n, 0x7ffffff0, learnt, theory, extension);
             c->set_lbd(300);
@@ -97,8 +98,9 @@ TEST(ClausePool, pieces_never_overlap_and_are_reused)
     size_t reused = 0;
     for (int i = 0; i < 20000; ++i) {
         if (live.size() < 300 || rng.chance(50)) {
-            const auto n = static_cast<size_t>(rng.chance(3) ? rng.range(500, 3000) : rng.range(4, 40));
-            const Piece piece { pool.allocate(n), n, static_cast<unsigned char>(i) };
+            const auto n =
+                static_cast<size_t>(rng.chance(3) ? rng.range(500, 3000) : rng.range(4, 40));
+            const Piece piece{pool.allocate(n), n, static_cast<unsigned char>(i)};
             std::memset(piece.p, piece.byte, n * sizeof(uint32_t));
             live.push_back(piece);
             reused += static_cast<size_t>(!seen.insert(piece.p).second);
@@ -126,8 +128,8 @@ TEST(Heap, random_changes_keep_the_order)
         }
     };
     std::vector<int> key(60, 0);
-    Heap<ByKey> heap(ByKey { &key });
-    std::set<int, ByKey> model(ByKey { &key });
+    Heap<ByKey> heap(ByKey{&key});
+    std::set<int, ByKey> model(ByKey{&key});
     Rng rng(7);
     for (int i = 0; i < 20000; ++i) {
         const int v = rng.range(0, 59);

@@ -1,5 +1,5 @@
-// Shared by the tests of the SAT engine: random numbers, random clauses, brute force, an independent
-// check of learnt clauses, and an engine that reports what it learns.
+// Shared by the tests of the SAT engine: random numbers, random clauses, brute force, an
+// independent check of learnt clauses, and an engine that reports what it learns.
 #pragma once
 
 #include "base/configuration.h"
@@ -19,10 +19,7 @@ using Clauses = std::vector<std::vector<Lit>>;
 /// A small fixed generator, so that a failing seed fails everywhere.
 class Rng {
 public:
-    explicit Rng(uint64_t seed)
-        : state_(seed * 0x9e3779b97f4a7c15 + 1)
-    {
-    }
+    explicit Rng(uint64_t seed) : state_(seed * 0x9e3779b97f4a7c15 + 1) {}
     uint64_t next()
     {
         state_ += 0x9e3779b97f4a7c15;
@@ -97,14 +94,15 @@ inline bool brute_force(const std::vector<int>& vars, const Clauses& clauses,
     for (size_t i = 0; i < vars.size(); ++i) {
         place[static_cast<size_t>(vars[i])] = static_cast<int>(i);
     }
-    for (uint32_t bits = 0; bits < (uint32_t { 1 } << vars.size()); ++bits) {
+    for (uint32_t bits = 0; bits < (uint32_t{1} << vars.size()); ++bits) {
         const auto is_true = [&](Lit l) {
-            return ((bits >> place[static_cast<size_t>(l.var())]) & 1) != static_cast<uint32_t>(l.sign());
+            return ((bits >> place[static_cast<size_t>(l.var())]) & 1) !=
+                   static_cast<uint32_t>(l.sign());
         };
-        if (std::all_of(also.begin(), also.end(), is_true)
-            && std::all_of(clauses.begin(), clauses.end(),
-                           [&](const auto& c) { return satisfies(c, is_true); })
-            && (!extra || extra(is_true))) {
+        if (std::all_of(also.begin(), also.end(), is_true) &&
+            std::all_of(clauses.begin(), clauses.end(),
+                        [&](const auto& c) { return satisfies(c, is_true); }) &&
+            (!extra || extra(is_true))) {
             return true;
         }
     }
@@ -116,7 +114,9 @@ inline bool follows_by_propagation(const Clauses& clauses, const std::vector<Lit
 {
     std::vector<lbool> values(static_cast<size_t>(num_vars), l_Undef);
     const auto value = [&](Lit l) { return values[static_cast<size_t>(l.var())] ^ l.sign(); };
-    const auto set_true = [&](Lit l) { values[static_cast<size_t>(l.var())] = lbool::from_bool(!l.sign()); };
+    const auto set_true = [&](Lit l) {
+        values[static_cast<size_t>(l.var())] = lbool::from_bool(!l.sign());
+    };
     for (Lit l : c) {
         set_true(~l);
     }
@@ -185,7 +185,7 @@ inline Clauses pigeonhole(int n)
         for (int h = 0; h < n; ++h) {
             somewhere.emplace_back(p * n + h);
             for (int q = 0; q < p; ++q) {
-                result.push_back({ Lit(p * n + h, true), Lit(q * n + h, true) });
+                result.push_back({Lit(p * n + h, true), Lit(q * n + h, true)});
             }
         }
         result.push_back(somewhere);

@@ -18,8 +18,7 @@ public:
     static constexpr int NUM_CONSTANTS = 6;
 
     /// tm  where the formulas are built; borrowed
-    explicit Formulas(TermManager& manager)
-        : tm(manager)
+    explicit Formulas(TermManager& manager) : tm(manager)
     {
         for (int i = 0; i < NUM_CONSTANTS; ++i) {
             const Symbol* s = tm.make_symbol("p" + std::to_string(i), tm.get_bool_type());
@@ -35,7 +34,7 @@ public:
     /// The truth table of a term built from the constants by the connectives.
     uint64_t table(const Term_* root)
     {
-        std::vector<const Term_*> stack { root };
+        std::vector<const Term_*> stack{root};
         while (!stack.empty()) {
             const Term_* t = stack.back();
             if (tables_.count(t)) {
@@ -91,8 +90,8 @@ public:
     /// The parts that later formulas may share.
     const std::vector<const Term_*>& pool() const { return pool_; }
 
-    /// Forgets the tables of all terms but the constants, whose ids may be given to other terms by a
-    /// collection.
+    /// Forgets the tables of all terms but the constants, whose ids may be given to other terms by
+    /// a collection.
     void forget_tables()
     {
         std::unordered_map<const Term_*, uint64_t> kept;
@@ -104,7 +103,7 @@ public:
 
     TermManager& tm;
     std::vector<const Term_*> constants;
-    std::mt19937_64 rng { 7 };
+    std::mt19937_64 rng{7};
 
 private:
     /// Mostly recent parts, so that formulas grow deep.

@@ -25,12 +25,9 @@ using Clause = std::vector<Literal>;
 /// engine does.
 class RecordingSink {
 public:
-    explicit RecordingSink(TermManager* tm)
-        : tm_(tm)
-    {
-    }
+    explicit RecordingSink(TermManager* tm) : tm_(tm) {}
     void begin_clause(bool) { clauses.emplace_back(); }
-    void end_clause() { }
+    void end_clause() {}
     void create_label(const Term_* t) { labels.push_back(t); }
     void add_literal(const Term_* t, bool neg)
     {
@@ -38,7 +35,7 @@ public:
             t = t->child(0);
             neg = !neg;
         }
-        clauses.back().push_back({ t, neg });
+        clauses.back().push_back({t, neg});
     }
     void push() { marks_.emplace_back(clauses.size(), labels.size()); }
     void pop()
@@ -73,9 +70,8 @@ protected:
             auto label = std::find(sink->labels.begin(), sink->labels.end(), l.term);
             out += out.empty() ? "" : " ";
             out += l.neg ? "~" : "";
-            out += label == sink->labels.end()
-                ? l.term->to_str()
-                : "L" + std::to_string(label - sink->labels.begin());
+            out += label == sink->labels.end() ? l.term->to_str()
+                                               : "L" + std::to_string(label - sink->labels.begin());
         }
         return out;
     }
@@ -104,7 +100,7 @@ protected:
         };
         std::unordered_map<const Term_*, Lanes> values;
         for (const Term_* c : f.constants) {
-            values[c] = { f.table(c), ~f.table(c) };
+            values[c] = {f.table(c), ~f.table(c)};
         }
         uint64_t conflicts = 0;
         for (bool changed = true; changed;) {
@@ -138,7 +134,7 @@ protected:
     }
 
     TermManager tm;
-    Formulas f { tm };
+    Formulas f{tm};
     const Term_* p = f.constants[0];
     const Term_* q = f.constants[1];
     const Term_* r = f.constants[2];
@@ -151,28 +147,28 @@ using Texts = std::vector<std::string>;
 
 TEST_F(CnfTest, what_is_in_clausal_form_stays_as_it_is)
 {
-    EXPECT_EQ(convert(p), Texts { "p0" });
-    EXPECT_EQ(convert(tm.make_and(p, tm.make_or(q, r))), (Texts { "p2 p1" }))
+    EXPECT_EQ(convert(p), Texts{"p0"});
+    EXPECT_EQ(convert(tm.make_and(p, tm.make_or(q, r))), (Texts{"p2 p1"}))
         << "the unit clause was written before";
     use(false);
-    EXPECT_EQ(convert(tm.make_and(p, tm.make_or(q, r))), (Texts { "p2 p1", "p0" }));
-    EXPECT_EQ(convert(tm.make_not(tm.make_and(p, tm.make_not(q)))), (Texts { "p1 ~p0" }));
-    EXPECT_EQ(convert(tm.make_iff(p, tm.make_not(q))), (Texts { "~p0 ~p1", "p1 p0" }));
-    EXPECT_EQ(convert(tm.make_not(tm.make_iff(p, q))), (Texts { "p0 p1", "~p1 ~p0" }));
+    EXPECT_EQ(convert(tm.make_and(p, tm.make_or(q, r))), (Texts{"p2 p1", "p0"}));
+    EXPECT_EQ(convert(tm.make_not(tm.make_and(p, tm.make_not(q)))), (Texts{"p1 ~p0"}));
+    EXPECT_EQ(convert(tm.make_iff(p, tm.make_not(q))), (Texts{"~p0 ~p1", "p1 p0"}));
+    EXPECT_EQ(convert(tm.make_not(tm.make_iff(p, q))), (Texts{"p0 p1", "~p1 ~p0"}));
     EXPECT_TRUE(sink->labels.empty());
 }
 
 TEST_F(CnfTest, other_connectives_get_labels)
 {
     EXPECT_EQ(convert(tm.make_or(tm.make_and(p, q), r)),
-        (Texts { "~L0 p1", "~L0 p0", "L0 ~p1 ~p0", "L1 ~p2", "L1 ~L0", "~L1 p2 L0", "L1" }));
+              (Texts{"~L0 p1", "~L0 p0", "L0 ~p1 ~p0", "L1 ~p2", "L1 ~L0", "~L1 p2 L0", "L1"}));
     use(false);
     // An equivalence is two clauses at the root only.
     EXPECT_EQ(convert(tm.make_or(tm.make_iff(p, q), r)),
-        (Texts { "~L0 ~p0 p1", "~L0 p0 ~p1", "L0 ~p0 ~p1", "L0 p0 p1", "L1 ~p2", "L1 ~L0",
-            "~L1 p2 L0", "L1" }));
+              (Texts{"~L0 ~p0 p1", "~L0 p0 ~p1", "L0 ~p0 ~p1", "L0 p0 p1", "L1 ~p2", "L1 ~L0",
+                     "~L1 p2 L0", "L1"}));
     use(true);
-    EXPECT_EQ(convert(tm.make_or(p, q)), (Texts { "L0 ~p1", "L0 ~p0", "~L0 p1 p0", "L0" }));
+    EXPECT_EQ(convert(tm.make_or(p, q)), (Texts{"L0 ~p1", "L0 ~p0", "~L0 p1 p0", "L0"}));
 }
 
 TEST_F(CnfTest, a_shared_part_is_defined_once_while_it_is_in_use)
@@ -225,10 +221,10 @@ TEST_F(CnfTest, refuses_what_has_no_clauses)
     const Term_* all = tm.make_forall(x, tm.make_leq(x, x));
     EXPECT_EQ(message(all), "The CNF conversion does not support quantifiers");
     EXPECT_EQ(message(tm.make_or(tm.make_and(p, all), q)),
-        "The CNF conversion does not support quantifiers");
+              "The CNF conversion does not support quantifiers");
     EXPECT_EQ(message(tm.make_false()), "The CNF conversion does not support `true' and `false'");
     EXPECT_EQ(message(tm.make_or(tm.make_and(p, q), tm.make_true())),
-        "The CNF conversion does not support `true' and `false'");
+              "The CNF conversion does not support `true' and `false'");
 }
 
 TEST_F(CnfTest, the_termination_test_ends_a_conversion)
@@ -244,7 +240,7 @@ TEST_F(CnfTest, the_termination_test_ends_a_conversion)
 
 TEST_F(CnfTest, clauses_mean_the_same_as_random_formulas)
 {
-    for (bool full : { false, true }) {
+    for (bool full : {false, true}) {
         for (int round = 0; round < 150; ++round) {
             use(full);
             const Term_* t = f.random(1 + round % 20);
@@ -258,7 +254,7 @@ TEST_F(CnfTest, clauses_follow_random_pushes_and_pops)
 {
     for (int round = 0; round < 30; ++round) {
         use(round % 4 == 0);
-        std::vector<uint64_t> expected { ~uint64_t(0) };
+        std::vector<uint64_t> expected{~uint64_t(0)};
         for (int step = 0; step < 20; ++step) {
             switch (f.rng() % 5) {
             case 0:
@@ -286,7 +282,7 @@ TEST_F(CnfTest, clauses_follow_random_pushes_and_pops)
 TEST_F(CnfTest, shared_disjunctions_are_walked_once)
 {
     // Each level doubles the number of paths.
-    for (bool full : { false, true }) {
+    for (bool full : {false, true}) {
         use(full);
         const Term_* t = tm.make_or(p, q);
         for (int i = 0; i < 60; ++i) {
@@ -312,7 +308,7 @@ TEST_F(CnfTest, depth_needs_no_stack)
     }
     (*cnf)(conjunction);
     EXPECT_EQ(sink->clauses.size(), 6u) << "one unit clause for each constant";
-    for (const Term_* t : { disjunction, mixed, equivalence }) {
+    for (const Term_* t : {disjunction, mixed, equivalence}) {
         use(false);
         (*cnf)(t);
         EXPECT_FALSE(sink->clauses.empty());

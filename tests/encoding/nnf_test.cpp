@@ -17,11 +17,11 @@ protected:
     bool is_nnf(const Term_* root, bool allow_top_iff)
     {
         std::set<std::pair<uint64_t, bool>> seen;
-        std::vector<std::pair<const Term_*, bool>> stack { { root, true } };
+        std::vector<std::pair<const Term_*, bool>> stack{{root, true}};
         while (!stack.empty()) {
             auto [t, at_top] = stack.back();
             stack.pop_back();
-            if (!seen.insert({ t->get_id(), at_top }).second) {
+            if (!seen.insert({t->get_id(), at_top}).second) {
                 continue;
             }
             if (f.tm.is_iff(t) && !(allow_top_iff && at_top)) {
@@ -38,8 +38,8 @@ protected:
     }
 
     TermManager tm;
-    Formulas f { tm };
-    NNFGenerator nnf { &tm };
+    Formulas f{tm};
+    NNFGenerator nnf{&tm};
     const Term_* p = f.constants[0];
     const Term_* q = f.constants[1];
     const Term_* r = f.constants[2];
@@ -63,8 +63,7 @@ TEST_F(NnfTest, partial_keeps_definitions_at_the_top_only)
 TEST_F(NnfTest, a_definition_that_also_occurs_below_a_negation_keeps_its_meaning)
 {
     const Term_* definition = tm.make_iff(p, tm.make_or(q, r));
-    const Term_* t
-        = tm.make_and(definition, tm.make_or(f.constants[3], tm.make_not(definition)));
+    const Term_* t = tm.make_and(definition, tm.make_or(f.constants[3], tm.make_not(definition)));
     const Term_* result = nnf.apply_partial(t);
     EXPECT_EQ(f.table(result), f.table(t));
     EXPECT_TRUE(is_nnf(result, true));

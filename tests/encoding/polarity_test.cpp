@@ -23,7 +23,7 @@ std::map<uint64_t, int> reachable(TermManager& tm, const std::vector<const Term_
     while (!stack.empty()) {
         auto [t, positive] = stack.back();
         stack.pop_back();
-        if (!seen.insert({ t, positive }).second) {
+        if (!seen.insert({t, positive}).second) {
             continue;
         }
         out[t->get_id()] |= positive ? 2 : 1;
@@ -40,8 +40,8 @@ std::map<uint64_t, int> reachable(TermManager& tm, const std::vector<const Term_
 class PolarityTest : public ::testing::Test {
 protected:
     TermManager tm;
-    Formulas f { tm };
-    PolarityChecker polarity { &tm };
+    Formulas f{tm};
+    PolarityChecker polarity{&tm};
     const Term_* p = f.constants[0];
     const Term_* q = f.constants[1];
 };

@@ -63,7 +63,7 @@ protected:
 
     std::vector<TheoryLit> core()
     {
-        return { env->unsat_assumptions_begin(), env->unsat_assumptions_end() };
+        return {env->unsat_assumptions_begin(), env->unsat_assumptions_end()};
     }
 
     Configuration config;

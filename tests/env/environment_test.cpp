@@ -33,12 +33,12 @@ TEST_F(EnvTest, pop_without_a_point_changes_nothing)
     EXPECT_EQ(env->check(), 0);
     TermVector asserted;
     env->get_asserted_formulas(&asserted);
-    EXPECT_EQ(asserted, (TermVector { p(0), no(p(0)) }));
+    EXPECT_EQ(asserted, (TermVector{p(0), no(p(0))}));
 }
 
 TEST_F(EnvTest, an_inner_contradiction_ends_with_its_point)
 {
-    for (bool shallow : { false, true }) {
+    for (bool shallow : {false, true}) {
         config.shallow_incrementality = shallow;
         make();
         env->assert_formula(tm->make_or(p(0), p(1)));
@@ -65,23 +65,23 @@ TEST_F(EnvTest, an_inner_contradiction_ends_with_its_point)
 
 TEST_F(EnvTest, variables_made_above_a_point_can_come_back)
 {
-    for (bool shallow : { false, true }) {
+    for (bool shallow : {false, true}) {
         config.shallow_incrementality = shallow;
         make();
         for (int round = 0; round < 20; ++round) {
             env->push_backtrack_point();
             const Term_* a = constant("a" + std::to_string(round % 3));
             env->assert_formula(tm->make_or(tm->make_and(a, p(0)), tm->make_and(p(1), no(a))));
-            EXPECT_EQ(check({ pos(a), neg(p(0)) }), 0);
-            EXPECT_EQ(check({ neg(a), pos(p(1)) }), 1);
+            EXPECT_EQ(check({pos(a), neg(p(0))}), 0);
+            EXPECT_EQ(check({neg(a), pos(p(1))}), 1);
             EXPECT_TRUE(env->get_bool_value(p(1)).is_true());
             env->push_backtrack_point();
             env->assert_formula(no(a));
-            EXPECT_EQ(check({ pos(a) }), 0);
+            EXPECT_EQ(check({pos(a)}), 0);
             env->pop_backtrack_point();
-            EXPECT_EQ(check({ pos(a) }), 1);
+            EXPECT_EQ(check({pos(a)}), 1);
             env->pop_backtrack_point();
-            EXPECT_EQ(check({ pos(a), neg(p(0)) }), 1);
+            EXPECT_EQ(check({pos(a), neg(p(0))}), 1);
         }
     }
 }
@@ -106,23 +106,23 @@ TEST_F(EnvTest, a_name_declared_again_is_another_constant)
 TEST_F(EnvTest, assumptions_hold_for_one_check)
 {
     env->assert_formula(tm->make_or(no(p(0)), p(1)));
-    EXPECT_EQ(check({ pos(p(2)), pos(p(0)), neg(p(1)), pos(p(3)) }), 0);
+    EXPECT_EQ(check({pos(p(2)), pos(p(0)), neg(p(1)), pos(p(3))}), 0);
     std::vector<TheoryLit> failed = core();
     std::sort(failed.begin(), failed.end());
-    EXPECT_EQ(failed, (std::vector<TheoryLit> { pos(p(0)), neg(p(1)) }));
+    EXPECT_EQ(failed, (std::vector<TheoryLit>{pos(p(0)), neg(p(1))}));
     EXPECT_EQ(env->check(), 1);
     EXPECT_TRUE(core().empty());
-    EXPECT_EQ(check({ pos(p(0)) }), 1);
+    EXPECT_EQ(check({pos(p(0))}), 1);
     EXPECT_TRUE(env->get_bool_value(p(1)).is_true());
 
     // One that is false by itself, one against itself, and none at fault.
     env->assert_formula(no(p(4)));
-    EXPECT_EQ(check({ pos(p(0)), pos(p(4)) }), 0);
-    EXPECT_EQ(core(), std::vector<TheoryLit> { pos(p(4)) });
-    EXPECT_EQ(check({ pos(p(5)), neg(p(5)) }), 0);
+    EXPECT_EQ(check({pos(p(0)), pos(p(4))}), 0);
+    EXPECT_EQ(core(), std::vector<TheoryLit>{pos(p(4))});
+    EXPECT_EQ(check({pos(p(5)), neg(p(5))}), 0);
     EXPECT_EQ(core().size(), 2u);
     env->assert_formula(tm->make_false());
-    EXPECT_EQ(check({ pos(p(0)) }), 0);
+    EXPECT_EQ(check({pos(p(0))}), 0);
     EXPECT_TRUE(core().empty());
 }
 
@@ -130,15 +130,16 @@ TEST_F(EnvTest, only_literals_can_be_assumed)
 {
     env->assert_formula(p(0));
     EXPECT_EQ(env->check(), 1);
-    for (const Term_* t : { tm->make_and(p(0), p(1)), tm->make_true(), tm->make_number(1) }) {
-        EXPECT_EQ(error_of([&] { check({ pos(t) }); }), "assumptions can only be literals");
+    for (const Term_* t : {tm->make_and(p(0), p(1)), tm->make_true(), tm->make_number(1)}) {
+        EXPECT_EQ(error_of([&] { check({pos(t)}); }), "assumptions can only be literals");
     }
     const Term_* x = tm->make_constant(tm->make_symbol("x", tm->get_int_type()));
-    EXPECT_EQ(error_of([&] { check({ pos(tm->make_leq(x, tm->make_number(1))) }); }).find(
-                  "unsupported atom (no theory solver for it): "),
-        0u);
+    EXPECT_EQ(error_of([&] {
+                  check({pos(tm->make_leq(x, tm->make_number(1)))});
+              }).find("unsupported atom (no theory solver for it): "),
+              0u);
     EXPECT_EQ(env->get_last_result(), 1);
-    EXPECT_EQ(check({ neg(p(0)) }), 0);
+    EXPECT_EQ(check({neg(p(0))}), 0);
 }
 
 TEST_F(EnvTest, an_atom_of_a_theory_is_an_error_until_it_is_popped)
@@ -151,14 +152,14 @@ TEST_F(EnvTest, an_atom_of_a_theory_is_an_error_until_it_is_popped)
     env->assert_formula(tm->make_or(p(2), tm->make_and(p(3), atom)));
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(error_of([&] { env->check(); }),
-            "unsupported atom (no theory solver for it): " + atom->to_shallow_str());
+                  "unsupported atom (no theory solver for it): " + atom->to_shallow_str());
         EXPECT_EQ(env->get_last_result(), -1);
         EXPECT_EQ(error_of([&] { env->get_bool_value(p(0)); }), "no model available");
         EXPECT_TRUE(tm->get_typecheck());
     }
     env->add_preferred_for_branching(p(1), l_True);
     env->pop_backtrack_point();
-    EXPECT_EQ(check({ neg(p(0)), neg(p(1)) }), 0);
+    EXPECT_EQ(check({neg(p(0)), neg(p(1))}), 0);
     EXPECT_EQ(env->check(), 1);
 
     const Term_* v = tm->make_named_variable("v", tm->get_int_type());
@@ -177,7 +178,7 @@ TEST_F(EnvTest, only_formulas_can_be_asserted)
 TEST_F(EnvTest, an_interrupted_check_loses_nothing)
 {
     Countdown stop;
-    for (bool shallow : { false, true }) {
+    for (bool shallow : {false, true}) {
         // Stopped at every place where the test is asked, in the conversion and in the search.
         for (int at = 0; at < 8; ++at) {
             config.shallow_incrementality = shallow;
@@ -193,13 +194,13 @@ TEST_F(EnvTest, an_interrupted_check_loses_nothing)
             EXPECT_TRUE(stopped || at > 2);
             stop.left = -1;
             if (at % 2 == 0) {
-                EXPECT_EQ(check({ pos(p(5)) }), 0);
+                EXPECT_EQ(check({pos(p(5))}), 0);
             }
             env->pop_backtrack_point();
-            EXPECT_EQ(check({ pos(p(5)), neg(p(2)) }), 0);
-            EXPECT_EQ(check({ pos(p(5)) }), 1);
+            EXPECT_EQ(check({pos(p(5)), neg(p(2))}), 0);
+            EXPECT_EQ(check({pos(p(5))}), 1);
             env->pop_backtrack_point();
-            EXPECT_EQ(check({ neg(p(2)) }), 1);
+            EXPECT_EQ(check({neg(p(2))}), 1);
             EXPECT_EQ(error_of([&] { env->pop_backtrack_point(); }), "no backtrack points to pop");
         }
     }
@@ -221,7 +222,7 @@ TEST_F(EnvTest, reset_drops_assertions_and_keeps_terms)
 
 TEST_F(EnvTest, gc_frees_what_nothing_keeps)
 {
-    for (bool shallow : { false, true }) {
+    for (bool shallow : {false, true}) {
         config.shallow_incrementality = shallow;
         make();
         formulas.reset();
@@ -243,9 +244,9 @@ TEST_F(EnvTest, gc_frees_what_nothing_keeps)
         EXPECT_EQ(constant("a"), a);
         EXPECT_EQ(tm->make_or(a, no(b)), kept);
         EXPECT_EQ(tm->get_symbol("garbage1"), nullptr);
-        EXPECT_EQ(check({ neg(b) }), 0);
+        EXPECT_EQ(check({neg(b)}), 0);
         env->pop_backtrack_point();
-        EXPECT_EQ(check({ neg(b) }), 1);
+        EXPECT_EQ(check({neg(b)}), 1);
         EXPECT_EQ(env->num_backtrack_points(), 0);
     }
 }
@@ -260,8 +261,8 @@ TEST_F(EnvTest, gc_of_a_shared_manager_frees_nothing)
     env->gc(TermSet());
     other.gc(TermSet());
     EXPECT_EQ(tm->get_bank().size(), before);
-    EXPECT_EQ(other.check_with_assumptions({ pos(a) }), 0);
-    EXPECT_EQ(check({ pos(a) }), 1);
+    EXPECT_EQ(other.check_with_assumptions({pos(a)}), 0);
+    EXPECT_EQ(check({pos(a)}), 1);
 }
 
 TEST_F(EnvTest, a_gc_hook_adds_roots)
@@ -269,7 +270,7 @@ TEST_F(EnvTest, a_gc_hook_adds_roots)
     class Keep : public Environment::gc_hook {
     public:
         void operator()(TermVector& terms, std::vector<const Symbol*>& symbols,
-            TypeVector& types) override
+                        TypeVector& types) override
         {
             terms.push_back(term);
             symbols.push_back(symbol);
@@ -293,14 +294,14 @@ TEST_F(EnvTest, a_gc_hook_adds_roots)
 TEST_F(EnvTest, preferred_constants_get_their_phase)
 {
     env->assert_formula(tm->make_or(p(0), p(1)));
-    for (lbool phase : { l_True, l_False }) {
+    for (lbool phase : {l_True, l_False}) {
         env->add_preferred_for_branching(p(2), phase);
         EXPECT_EQ(env->check(), 1);
         EXPECT_EQ(env->get_bool_value(p(2)), phase);
         env->clear_preferred_for_branching();
     }
     EXPECT_EQ(error_of([&] { env->add_preferred_for_branching(no(p(0)), l_True); }),
-        "only Boolean constants can be set as preferred for branching");
+              "only Boolean constants can be set as preferred for branching");
 }
 
 TEST_F(EnvTest, values_are_of_the_last_satisfiable_check)
@@ -310,8 +311,9 @@ TEST_F(EnvTest, values_are_of_the_last_satisfiable_check)
     EXPECT_EQ(env->check(), 1);
     EXPECT_EQ(env->get_bool_value(p(0)), l_True);
     EXPECT_TRUE(env->get_bool_value(p(5)).is_undef());
-    EXPECT_EQ(error_of([&] { env->get_bool_value(no(p(0))); }).find("not a Boolean constant: "), 0u);
-    EXPECT_EQ(check({ neg(p(0)) }), 0);
+    EXPECT_EQ(error_of([&] { env->get_bool_value(no(p(0))); }).find("not a Boolean constant: "),
+              0u);
+    EXPECT_EQ(check({neg(p(0))}), 0);
     EXPECT_EQ(error_of([&] { env->get_bool_value(p(0)); }), "no model available");
 }
 
@@ -319,11 +321,12 @@ TEST_F(EnvTest, options_whose_results_are_missing_are_refused)
 {
     Configuration wish;
     wish.proof_generation = true;
-    EXPECT_EQ(error_of([&] { Environment e(&wish); }), "option `proof_generation' is not supported");
+    EXPECT_EQ(error_of([&] { Environment e(&wish); }),
+              "option `proof_generation' is not supported");
     Configuration other;
     other.dpll.preprocessor.mode = 1;
     EXPECT_EQ(error_of([&] { Environment e(&other, tm); }),
-        "option `dpll.preprocessor.mode' is not supported");
+              "option `dpll.preprocessor.mode' is not supported");
     EXPECT_EQ(tm->num_users(), 1);
 }
 
@@ -333,7 +336,7 @@ TEST_F(EnvTest, solving_can_be_switched_off)
     make();
     env->assert_formula(tm->make_false());
     EXPECT_EQ(env->check(), -1);
-    EXPECT_EQ(check({ pos(p(0)) }), -1);
+    EXPECT_EQ(check({pos(p(0))}), -1);
 }
 
 TEST_F(EnvTest, reads_scripts_and_terms)
@@ -347,15 +350,15 @@ TEST_F(EnvTest, reads_scripts_and_terms)
     const Term_* a = constant("a");
     const Term_* either = tm->make_or(a, constant("b"));
     EXPECT_EQ(t, tm->make_and(either, a));
-    EXPECT_EQ(terms, (TermVector { a, either, either }));
+    EXPECT_EQ(terms, (TermVector{a, either, either}));
     using Pairs = std::vector<std::pair<std::string, std::string>>;
-    EXPECT_EQ(annotations, (Pairs { { "weight", "5" }, { "named", "n" }, { "weight", "3" } }));
+    EXPECT_EQ(annotations, (Pairs{{"weight", "5"}, {"named", "n"}, {"weight", "3"}}));
 
     std::istringstream names("(assert (! a :named x)) (assert (! b :named y))");
     std::vector<std::string> texts;
     env->named_terms_from_smt2_script(names, &texts, &terms);
-    EXPECT_EQ(texts, (std::vector<std::string> { "x", "y" }));
-    EXPECT_EQ(terms, (TermVector { a, constant("b") }));
+    EXPECT_EQ(texts, (std::vector<std::string>{"x", "y"}));
+    EXPECT_EQ(terms, (TermVector{a, constant("b")}));
 
     EXPECT_EQ(env->from_smt2("(or a b) ; the end"), either) << "a comment must not hide the frame";
     std::istringstream two("a b");

@@ -1,7 +1,7 @@
 // Walks over terms: the visitor, substitution, free variables, copying and collection.
-#include "termtesting.h"
 #include "terms/stdtermsimplifier.h"
 #include "terms/termvisitor.h"
+#include "termtesting.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ struct Recorder {
         const std::string& name = t->get_symbol()->get_name();
         log += (pre ? "+" : "-") + name + " ";
         return name == abort_at      ? VisitResult::ABORT
-            : pre && name == skip ? VisitResult::SKIP
+               : pre && name == skip ? VisitResult::SKIP
                                      : VisitResult::PROCESS;
     }
 };

@@ -122,7 +122,8 @@ TEST_F(TermBankTest, collection_keeps_what_is_seen_and_hands_out_ids_and_memory_
         for (int i = 0; i < 200000; ++i) {
             const Term_* a = terms[random() % terms.size()];
             const Term_* b = terms[random() % terms.size()];
-            terms.push_back(i % 10 == 0 ? make(wide, {a, b, a, a, b, a, a, b, b}) : make(f, {a, b}));
+            terms.push_back(i % 10 == 0 ? make(wide, {a, b, a, a, b, a, a, b, b})
+                                        : make(f, {a, b}));
         }
     };
     grow();

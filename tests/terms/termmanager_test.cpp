@@ -1,7 +1,7 @@
 // The constructors: type rules and their messages, symbol families, numbers, variables.
-#include "termtesting.h"
 #include "terms/ieeefloat.h"
 #include "terms/stdtermsimplifier.h"
+#include "termtesting.h"
 
 #include <gtest/gtest.h>
 
@@ -157,8 +157,7 @@ TEST(TermManager, mixed_arithmetic_takes_the_real_symbols)
               tm.get_real_type());
     EXPECT_EQ(tm.get_type(tm.make_array_const(type_r, i)), type_r);
     QNumber modulus;
-    EXPECT_TRUE(
-        tm.is_int_modular_congruence(tm.make_int_modular_congruence(12, i, i), &modulus));
+    EXPECT_TRUE(tm.is_int_modular_congruence(tm.make_int_modular_congruence(12, i, i), &modulus));
     EXPECT_EQ(modulus, 12);
     EXPECT_EQ(message_of<error>([&] { tm.make_int_modular_congruence(0, i, i); }),
               "bad modulus: 0");
@@ -170,7 +169,8 @@ TEST(TermManager, wrong_arguments_are_told_with_the_operation)
     const Term_* i = constant(tm, "i", tm.get_int_type());
     const Term_* r = constant(tm, "r", tm.get_real_type());
     const Term_* b = bool_constant(tm, "b");
-    const Symbol* f = tm.make_symbol("f", tm.get_function_type({tm.get_int_type()}, r->get_symbol()->get_type()));
+    const Symbol* f =
+        tm.make_symbol("f", tm.get_function_type({tm.get_int_type()}, r->get_symbol()->get_type()));
     const Term_* v = tm.make_fresh_variable(tm.get_int_type());
     const TermVector ri = {r};
     const TermVector two = {i, i};
@@ -331,7 +331,8 @@ TEST(TermManager, the_connectives_simplify_to_an_equivalent_in_normal_form)
             for (size_t i = 0; i < 3; ++i) {
                 values[atoms[i]] = (row >> i & 1) != 0;
             }
-            ASSERT_EQ(termtest::evaluate(tm, plain, values), termtest::evaluate(tm, simple, values));
+            ASSERT_EQ(termtest::evaluate(tm, plain, values),
+                      termtest::evaluate(tm, simple, values));
         }
         // no constant, no double negation and no equal or unsorted sides below the top
         TermVector todo = {simple};

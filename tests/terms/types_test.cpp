@@ -49,7 +49,9 @@ TEST(Types, errors_name_what_is_wrong)
               "Arrays with Bool as argument are not supported");
     EXPECT_EQ(message_of<error>([&] { tm.get_array_type(i, f); }),
               "Arrays with functions as arguments are not supported");
-    EXPECT_EQ(message_of<error>([&] { tm.get_function_type({i, f}, i); }),
+    EXPECT_EQ(message_of<error>([&] {
+                  tm.get_function_type({i, f}, i);
+              }),
               "Higher-order functions not supported");
     EXPECT_EQ(message_of<error>([&] { tm.get_function_type({b}, i); }),
               "Functions with Bool arguments not supported");
