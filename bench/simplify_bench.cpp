@@ -8,6 +8,9 @@
 #include "terms/termmanager.h"
 #include "terms/termnormalizer.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -25,6 +28,44 @@ constexpr size_t NUM_CONSTANTS = 1000;
 double now() // processor time in seconds
 {
     return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+struct Measurement {
+    double seconds = 0;
+    size_t terms = 0;
+};
+
+/// The fastest of several runs, each in a process of its own: memory comes fresh from the system at
+/// every size, as it does in a program that builds its terms once.
+template <class F>
+Measurement best_of(int runs, F measure)
+{
+    Measurement best{1e9, 0};
+    for (int i = 0; i < runs; ++i) {
+        int ends[2];
+        if (pipe(ends) != 0) {
+            std::perror("pipe");
+            std::exit(1);
+        }
+        std::fflush(stdout);
+        const pid_t child = fork();
+        if (child == 0) {
+            const Measurement m = measure();
+            _exit(write(ends[1], &m, sizeof m) == static_cast<ssize_t>(sizeof m) ? 0 : 1);
+        }
+        Measurement m;
+        const bool received =
+            child > 0 && read(ends[0], &m, sizeof m) == static_cast<ssize_t>(sizeof m);
+        close(ends[0]);
+        close(ends[1]);
+        waitpid(child, nullptr, 0);
+        if (!received) {
+            std::fputs("a measurement failed\n", stderr);
+            std::exit(1);
+        }
+        best = m.seconds < best.seconds ? m : best;
+    }
+    return best;
 }
 
 /// A 64-bit linear congruential generator; the low bits are not used.
@@ -150,20 +191,19 @@ void compare_building(size_t num_terms)
                 num_terms);
     double sum[2] = {0, 0};
     for (const Row& row : rows) {
-        double best[2] = {1e9, 1e9};
-        size_t size[2] = {0, 0};
-        for (int repetition = 0; repetition < 3; ++repetition) {
-            for (const bool on : {false, true}) {
+        Measurement best[2];
+        for (const bool on : {false, true}) {
+            best[on] = best_of(5, [&] {
                 Builder b(on);
-                best[on] = std::min(best[on], (b.*row.build)(num_terms));
-                size[on] = b.size();
-            }
+                const double seconds = (b.*row.build)(num_terms);
+                return Measurement{seconds, b.size()};
+            });
+            sum[on] += best[on].seconds;
         }
-        sum[0] += best[0];
-        sum[1] += best[1];
         const double scale = 1e9 / static_cast<double>(num_terms);
-        std::printf("%-34s %8.0f %7.0f %7.2f   %zu / %zu\n", row.name, best[0] * scale,
-                    best[1] * scale, best[1] / best[0], size[0], size[1]);
+        std::printf("%-34s %8.0f %7.0f %7.2f   %zu / %zu\n", row.name, best[0].seconds * scale,
+                    best[1].seconds * scale, best[1].seconds / best[0].seconds, best[0].terms,
+                    best[1].terms);
     }
     std::printf("%-34s %8s %7s %7.2f\n", "together", "", "", sum[1] / sum[0]);
 }
@@ -237,10 +277,12 @@ void compare_normalizing()
     std::printf("\nnormalizer, seconds               20000   200000   ratio\n");
     for (const bool arithmetic : {false, true}) {
         for (const bool is_chain : {true, false}) {
-            double best[2] = {1e9, 1e9};
-            for (int repetition = 0; repetition < 5; ++repetition) {
-                best[0] = std::min(best[0], normalize(20000, is_chain, arithmetic));
-                best[1] = std::min(best[1], normalize(200000, is_chain, arithmetic));
+            double best[2];
+            for (const size_t k : {0, 1}) {
+                best[k] = best_of(9, [&] {
+                              const size_t size = k == 0 ? 20000 : 200000;
+                              return Measurement{normalize(size, is_chain, arithmetic), 0};
+                          }).seconds;
             }
             std::printf("%-12s %-16s %9.4f %8.4f %7.2f\n",
                         arithmetic ? "arithmetic" : "bit-vectors",

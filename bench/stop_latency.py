@@ -6,10 +6,10 @@
 Inputs that keep the program busy in different places: hard searches over small and over large clause
 sets, the reading of a very large file, the translation of one huge formula into clauses, and a long
 series of small queries. For --timeout T the delay is the process's wall-clock time minus T; for a
-signal it runs from the kill to the end. A stopped script must have printed unknown for the query at
-hand (or be stopped before any), a stopped DIMACS run "s UNKNOWN"; with --stats the counters must be
-there. The exit status is 1 when a delay is above --limit or an output is missing. An input that ends by
-itself before the stop is reported and does not count. Python 3 standard library only.
+signal it runs from the kill to the end. A stopped search must have answered unknown ("s UNKNOWN" for
+DIMACS) and, with --stats, print its counters; where the stop falls into reading, that is only noted. The
+exit status is 1 when a delay is above --limit or an output of a search is missing. An input that ends
+by itself before the stop is reported and does not count. Python 3 standard library only.
 """
 import argparse
 import os
@@ -94,7 +94,7 @@ def many_queries(count):
 
 
 def inputs(work):
-    """(name, path, options, whether an unknown answer must be printed)."""
+    """(name, path, options, whether the stop is sure to fall into a search)."""
     os.makedirs(work, exist_ok=True)
 
     def at(name):
@@ -142,7 +142,7 @@ def main():
     args = ap.parse_args()
     worst, bad = 0.0, 0
     kinds = (('timeout', None), ('SIGINT', signal.SIGINT), ('SIGTERM', signal.SIGTERM))
-    for name, path, options, must_answer in inputs(args.work):
+    for name, path, options, in_search in inputs(args.work):
         for after in map(float, args.after.split(',')):
             for kind, sig in kinds:
                 cmd = [args.program, '--stats'] + options
@@ -154,10 +154,10 @@ def main():
                         note = ' (ended by itself)'
                         continue
                     delays.append(delay)
-                    if must_answer and not ('unknown' in out or 's UNKNOWN' in out):
+                    if in_search and not ('unknown' in out or 's UNKNOWN' in out):
                         note, bad = ' NO UNKNOWN', bad + 1
                     if delay < 30 and 'propagations' not in out:
-                        note, bad = note + ' NO STATISTICS', bad + 1
+                        note, bad = note + ' NO STATISTICS', bad + in_search
                 top = max(delays, default=0.0)
                 worst = max(worst, top)
                 print('%-22s %-8s at %4.1f s: %s%s%s' % (

@@ -788,6 +788,13 @@ int tarq_visit_term(tarq_env e, tarq_term t, tarq_visit_term_callback func, void
 /// from, to  `n` terms each; the types of a pair must fit
 tarq_term tarq_apply_substitution(tarq_env e, tarq_term t, const tarq_term* from,
                                   const tarq_term* to, size_t n);
+/// `t` simplified by the rules that the option `preprocessor.simplification` selects, which also
+/// run on every formula before it is solved. The result is equivalent to `t`. to_protect
+/// `num_to_protect` constants that the result must say as much about as `t` toplevel    nonzero
+/// allows a formula that is equivalent only as far as the protected constants
+///             go. No use is made of that yet: the result is the same as for 0.
+tarq_term tarq_simplify(tarq_env e, tarq_term t, const tarq_term* to_protect, size_t num_to_protect,
+                        int toplevel);
 /// An equivalent formula without iff, in which negations stand on atoms only.
 tarq_term tarq_to_nnf(tarq_env e, tarq_term t);
 
@@ -857,7 +864,9 @@ tarq_term* tarq_get_asserted_formulas(tarq_env e, size_t* out_size);
 /// out_size  how many
 /// returns   a fresh array, not null even when it is empty
 tarq_term* tarq_get_unsat_assumptions(tarq_env e, size_t* out_size);
-/// The counters of the search, one line "name value" each, in a fresh string.
+/// The counters of the search, one line "name value" each, in a fresh string. They start from 0
+/// when an environment is made, reset or collected, and at the first check after a stopped or
+/// failed one.
 char* tarq_get_search_stats(tarq_env e);
 
 #if defined(__GNUC__)

@@ -20,7 +20,7 @@ def folder_graph():
     """Returns {folder: set of all folders below it}, read from the calls of tarq_folder."""
     below = {}
     text = (ROOT / "src/CMakeLists.txt").read_text()
-    for name, rest in re.findall(r"^tarq_folder\((\w+)([^)]*)\)", text, re.M):
+    for name, rest in re.findall(r"^tarq_folder\(([\w/]+)([^)]*)\)", text, re.M):
         direct = rest.split()
         for lower in direct:
             if lower not in below:
@@ -45,6 +45,13 @@ def seams():
 
 
 class Checker:
+    def folder_of(self, name):
+        """The longest known folder that the path `name` (relative to src or tests) stands in."""
+        parts = name.split("/")[:-1]
+        while parts and "/".join(parts) not in self.below:
+            parts.pop()
+        return "/".join(parts)
+
     def __init__(self):
         self.below = folder_graph()
         self.seams = seams()
@@ -63,11 +70,11 @@ class Checker:
 
     def source(self, path):
         """One file of src/FOLDER."""
-        folder = path.relative_to(ROOT / "src").parts[0]
+        folder = self.folder_of(str(path.relative_to(ROOT / "src")))
         first = True
         for line, quoted, name in self.includes(path):
-            target = name.split("/")[0]
-            if quoted and target in self.below and target not in self.below[folder] | {folder}:
+            target = self.folder_of(name)
+            if quoted and target and target not in self.below[folder] | {folder}:
                 row = (str(path.relative_to(ROOT)), name)
                 if path.suffix == ".cpp" and row in self.seams:
                     self.used.add(row)
@@ -97,10 +104,10 @@ class Checker:
 
     def test(self, path):
         """One file of tests/FOLDER, where FOLDER is also a folder of src."""
-        folder = path.relative_to(ROOT / "tests").parts[0]
+        folder = self.folder_of(str(path.relative_to(ROOT / "tests")))
         for line, quoted, name in self.includes(path):
-            target = name.split("/")[0]
-            if quoted and target in self.below and target not in self.below[folder] | {folder}:
+            target = self.folder_of(name)
+            if quoted and target and target not in self.below[folder] | {folder}:
                 self.complain(path, line, f"the tests of {folder} must not include {name}")
 
     def example(self, path):
@@ -115,7 +122,7 @@ class Checker:
         for path in sorted((ROOT / "tools").rglob("*.h")):
             self.header(path)
         for path in sorted((ROOT / "tests").rglob("*")):
-            if path.suffix in (".h", ".cpp") and path.relative_to(ROOT / "tests").parts[0] in self.below:
+            if path.suffix in (".h", ".cpp") and self.folder_of(str(path.relative_to(ROOT / "tests"))):
                 self.test(path)
         for path in sorted((ROOT / "examples").rglob("*.c")) + sorted((ROOT / "examples").rglob("*.cpp")):
             self.example(path)

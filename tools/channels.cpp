@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <iostream>
+#include <poll.h>
 #include <unistd.h>
 
 namespace tarq::tool {
@@ -13,6 +15,7 @@ namespace tarq::tool {
 namespace {
 
 constexpr size_t BLOCK_SIZE = size_t(1) << 16;
+constexpr int WRITE_FAILED = 2; // exit status
 
 int open_file(const std::string& name, int flags)
 {
@@ -60,8 +63,12 @@ InputBuffer::int_type InputBuffer::underflow()
             setg(block_.data(), block_.data(), block_.data() + n);
             return traits_type::to_int_type(*gptr());
         }
-        if (n == 0 || errno != EINTR || Stop::requested()) {
+        if (n == 0 || (errno != EINTR && errno != EAGAIN) || Stop::requested()) {
             return traits_type::eof();
+        }
+        if (errno == EAGAIN) {
+            pollfd wait = {fd_, POLLIN, 0};
+            poll(&wait, 1, -1); // a signal ends the wait, as it ends a read
         }
     }
 }
@@ -92,8 +99,14 @@ void OutputChannel::write(std::string_view text)
         const ssize_t n = ::write(fd_, text.data(), text.size());
         if (n > 0) {
             text.remove_prefix(static_cast<size_t>(n));
+        } else if (n < 0 && errno == EAGAIN) {
+            // Somebody made the descriptor non-blocking; it has to be waited for all the same.
+            pollfd wait = {fd_, POLLOUT, 0};
+            poll(&wait, 1, -1);
         } else if (n < 0 && errno != EINTR) {
-            return; // nobody is left to read it; a broken pipe has ended the process already
+            // A script whose answers are lost must not seem to have run well.
+            std::cerr << "tarq: can't write to " << name_ << ": " << strerror(errno) << '\n';
+            _exit(WRITE_FAILED);
         }
     }
 }

@@ -51,6 +51,7 @@ public:
     const std::string& name() const { return name_; }
     int fd() const { return fd_; }
 
+    /// Returns when all of it is written; ends the process with status 2 when that is impossible.
     void write(std::string_view text);
     /// Writes `text` and a line end in one go.
     void line(std::string_view text);

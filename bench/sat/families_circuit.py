@@ -145,9 +145,10 @@ def sorting_miter(f, rnd, n, a, b):
 
 @family(width=8, rounds=4, unknown=32, digest=32, sat=1)
 def toy_hash(f, rnd, width, rounds, unknown, digest, sat):
-    """Preimage of an add-rotate-xor mix of four words: `unknown` bits of the input are open and
-    `digest` bits of the output given. Without sat the digest is random, which is unsatisfiable
-    with high probability when digest is well above unknown."""
+    """Preimage of an add-rotate-xor mix of four words, added to its input at the end so that it can't
+    be run backwards: `unknown` bits of the input are open and `digest` bits of the output given.
+    Without sat the digest is random, which is unsatisfiable with high probability when digest is well
+    above unknown."""
     mask = (1 << width) - 1
     secret = [rnd.getrandbits(width) for _ in range(4)]
     keys = [rnd.getrandbits(width) for _ in range(rounds)]
@@ -164,7 +165,7 @@ def toy_hash(f, rnd, width, rounds, unknown, digest, sat):
         c = (c + d) & mask
         b = turn(b ^ c, rot[1])
         a, b, c, d = b, c, d, a
-    value = [a, b, c, d]
+    value = [(v + s) & mask for v, s in zip((a, b, c, d), secret)]
 
     word = [f.vars(width) for _ in range(4)]
     flat = [(i, j) for i in range(4) for j in range(width)]
@@ -177,7 +178,7 @@ def toy_hash(f, rnd, width, rounds, unknown, digest, sat):
         c = f.add_words(c, d)[:width]
         b = f.rotl([f.xor(x, y) for x, y in zip(b, c)], rot[1])
         a, b, c, d = b, c, d, a
-    out = [a, b, c, d]
+    out = [f.add_words(v, w)[:width] for v, w in zip((a, b, c, d), word)]
     for i, j in flat[:digest]:
         bit = value[i] >> j & 1 if sat else rnd.randrange(2)
         f.add(out[i][j] if bit else neg(out[i][j]))

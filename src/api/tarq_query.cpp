@@ -307,6 +307,15 @@ tarq_term tarq_apply_substitution(tarq_env e, tarq_term t, const tarq_term* from
     });
 }
 
+tarq_term tarq_simplify(tarq_env e, tarq_term t, const tarq_term* to_protect, size_t num_to_protect,
+                        int /*toplevel*/)
+{
+    return frame(e, error_term, [&](EnvWrapper& w) {
+        unwrap_array(to_protect, num_to_protect); // refuses what is no term
+        return wrap(w.env->simplify(unwrap(t)));
+    });
+}
+
 tarq_term tarq_to_nnf(tarq_env e, tarq_term t)
 {
     return frame(e, error_term, [&](EnvWrapper& w) { return wrap(w.env->to_nnf(unwrap(t))); });

@@ -8,19 +8,19 @@ namespace tarq {
 void register_preprocessing_normalizations(const Configuration& config, TermNormalizer* n)
 {
     const int bits = config.preprocessor.simplification;
-    if (bits & 2) {
+    if (bits & NORM_BITVECTORS) {
         for (const TermRule* rule :
              preprocessing_term_rules(config.theory.bv.div_by_zero_mode == 0)) {
             n->register_rule(rule);
         }
     }
-    if (bits & 4) {
+    if (bits & NORM_ARRAYS) {
         norm::register_array_rules(n);
     }
-    if (bits & 16) {
+    if (bits & NORM_PRODUCTS) {
         norm::register_mult_rules(n);
     }
-    if (bits & 8) {
+    if (bits & NORM_CONJUNCTIONS) {
         norm::register_global_rules(n);
     }
 }

@@ -6,8 +6,16 @@ namespace tarq {
 class Configuration;
 class TermNormalizer;
 
-/// Registers the preprocessing rules that the bits of `preprocessor.simplification` select, in
-/// their order: 2 bit-vectors, 4 arrays, 16 products, 8 whole conjunctions.
+/// The bits of `preprocessor.simplification` that select rules, in the order of their registration.
+enum NormRules : int {
+    NORM_BITVECTORS = 2,
+    NORM_ARRAYS = 4,
+    NORM_PRODUCTS = 16,
+    NORM_CONJUNCTIONS = 8,
+    NORM_ALL = NORM_BITVECTORS | NORM_ARRAYS | NORM_PRODUCTS | NORM_CONJUNCTIONS
+};
+
+/// Registers the preprocessing rules that `preprocessor.simplification` selects.
 void register_preprocessing_normalizations(const Configuration& config, TermNormalizer* n);
 
 namespace norm {

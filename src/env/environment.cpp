@@ -1,6 +1,7 @@
 // Construction, the assertion stack and the road of a formula to the engine.
 #include "env/environment.h"
 
+#include "encoding/normrules.h"
 #include "env/environment_solvers.h"
 #include "terms/stdtermsimplifier.h"
 
@@ -286,23 +287,52 @@ void Environment::do_assert_formula(const Term_* f)
         f = solvers_->nnf->apply_partial(f);
     }
     logger_("ENV") << loglevel(1) << "preprocessing..." << EndLog;
+    f = simplify_formula(f);
     solvers_->polarity.add_formula(f);
     if (tm_->is_false(f)) {
         reset_model();
         trivially_unsat_at_ = num_solver_levels();
     } else if (!tm_->is_true(f)) {
         reset_model();
-        refuse_unsupported_atoms(f);
+        if (const Term_* atom = find_unsupported_atom(f)) {
+            throw make_error<error>("unsupported atom (no theory solver for it): ",
+                                    atom->to_shallow_str());
+        }
         logger_("ENV") << loglevel(2) << " converting to cnf..." << FlushLog;
         solvers_->cnf(f);
         logger_("ENV") << loglevel(2) << "done" << EndLog;
     }
 }
 
-/// Throws for an atom that no engine can decide, before a clause of `f` is written: as a free
-/// variable it would give wrong answers. Each node is looked at once in the life of the solvers.
+TermNormalizer& Environment::normalizer()
+{
+    std::unique_ptr<TermNormalizer>& n = solvers_->normalizer;
+    if (!n) {
+        n = std::make_unique<TermNormalizer>(tm_);
+        n->set_logger(&logger_);
+        register_preprocessing_normalizations(config_, n.get());
+    }
+    return *n;
+}
+
+/// The rules are about other terms than Boolean constants, except those for whole conjunctions, so
+/// a formula without such terms is spared the walk.
+const Term_* Environment::simplify_formula(const Term_* f)
+{
+    const int rules = config_.preprocessor.simplification;
+    if (!(rules & NORM_ALL) || (!(rules & NORM_CONJUNCTIONS) && !find_unsupported_atom(f))) {
+        return f;
+    }
+    logger_("ENV") << loglevel(2) << " simplifying..." << FlushLog;
+    f = normalizer()(f);
+    logger_("ENV") << loglevel(2) << "done" << EndLog;
+    return f;
+}
+
+/// An atom of `f` that no engine can decide, or null: as a free variable it would give wrong
+/// answers. Each node without such an atom is looked at once in the life of the solvers.
 /// Quantifiers are left to the clause conversion, which names them better.
-void Environment::refuse_unsupported_atoms(const Term_* f)
+const Term_* Environment::find_unsupported_atom(const Term_* f)
 {
     BitVector& seen = solvers_->supported;
     std::vector<const Term_*> stack{f};
@@ -318,10 +348,11 @@ void Environment::refuse_unsupported_atoms(const Term_* f)
             stack.insert(stack.end(), t->children().begin(), t->children().end());
         } else if (tm_->is_boolean_atom(t) && !tm_->is_boolean_constant(t) &&
                    !tm_->is_quantifier(t)) {
-            throw make_error<error>("unsupported atom (no theory solver for it): ",
-                                    t->to_shallow_str());
+            seen = BitVector(); // nodes above this one were marked on the way
+            return t;
         }
     }
+    return nullptr;
 }
 
 // Terms
@@ -360,6 +391,11 @@ void Environment::gc(const TermSet& keep, gc_hook& hook)
 const Term_* Environment::apply_substitution(const Term_* t, TermArgs from, TermArgs to)
 {
     return tm_->substitute(t, from, to);
+}
+
+const Term_* Environment::simplify(const Term_* t)
+{
+    return normalizer()(t);
 }
 
 const Term_* Environment::to_nnf(const Term_* t)

@@ -23,6 +23,7 @@
 namespace tarq {
 
 class StdTermSimplifier;
+class TermNormalizer;
 
 /// A solver context. Formulas are asserted on a stack with backtrack points and are processed at
 /// the next check only; the engines know nothing of the entries past `assertions_done_`.
@@ -163,6 +164,8 @@ public:
     /// Replaces each `from[i]` in `t` by `to[i]`, all at the same time.
     /// throws  TermManager::error when the lists differ in length or a pair in type
     const Term_* apply_substitution(const Term_* t, TermArgs from, TermArgs to);
+    /// An equivalent term, simplified by the rules that `preprocessor.simplification` selects.
+    const Term_* simplify(const Term_* t);
     /// The negation normal form of a Boolean term; see NNFGenerator.
     const Term_* to_nnf(const Term_* t);
 
@@ -211,7 +214,9 @@ private:
     void refuse_unsupported_options() const;
     void do_assert_stack();
     void do_assert_formula(const Term_* f);
-    void refuse_unsupported_atoms(const Term_* f);
+    TermNormalizer& normalizer();
+    const Term_* simplify_formula(const Term_* f);
+    const Term_* find_unsupported_atom(const Term_* f);
     void do_push_backtrack_point();
     void do_push_shallow_backtrack_point();
     void do_pop_backtrack_point();

@@ -8,6 +8,7 @@
 #include "encoding/polaritychecker.h"
 #include "encoding/tseitincnfgenerator.h"
 #include "env/environment.h"
+#include "terms/termnormalizer.h"
 
 #include <memory>
 
@@ -24,7 +25,8 @@ struct Environment::Solvers {
     PolarityChecker polarity;
     DpllClauseSink sink;
     TseitinCNFGenerator<DpllClauseSink> cnf;
-    std::unique_ptr<NNFGenerator> nnf; // null without preprocessor.partial_nnf_conversion
+    std::unique_ptr<NNFGenerator> nnf;          // null without preprocessor.partial_nnf_conversion
+    std::unique_ptr<TermNormalizer> normalizer; // made when a formula needs it
     BitVector supported; // by term id: nodes found to hold only atoms that an engine decides
 };
 

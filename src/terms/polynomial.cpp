@@ -10,22 +10,23 @@ namespace tarq {
 
 namespace {
 
-using Work = std::vector<std::pair<const Term_*, QNumber>>;
+using Part = Polynomial::Part;
 
-bool lower_id(const Work::value_type& a, const Work::value_type& b)
+bool lower_id(const Part& a, const Part& b)
 {
-    return a.first->get_id() < b.first->get_id();
+    return a.term->get_id() < b.term->get_id();
 }
 
 /// Puts a summand on the heap, unless it is a number, which goes into the constant.
-void add_summand(TermManager* tm, Work& work, Polynomial& p, const Term_* t, QNumber factor)
+void add_summand(TermManager* tm, Polynomial& p, const Term_* t, QNumber factor,
+                 const Term_* product = nullptr)
 {
     QNumber value;
     if (tm->is_arith_number(t, &value)) {
         p.constant += value * factor;
     } else {
-        work.emplace_back(t, std::move(factor));
-        std::push_heap(work.begin(), work.end(), lower_id);
+        p.parts.push_back({t, product, std::move(factor)});
+        std::push_heap(p.parts.begin(), p.parts.end(), lower_id);
     }
 }
 
@@ -40,83 +41,136 @@ bool is_int(TermManager* tm, const Term_* t)
     return TermManager::get_type(t) == tm->get_int_type();
 }
 
+const Symbol* times_symbol(TermManager* tm, const Term_* number, const Term_* t)
+{
+    return tm->get_times_symbol(is_int(tm, t) && is_int(tm, number));
+}
+
 const Term_* make_raw_plus(TermManager* tm, const Term_* a, const Term_* b)
 {
     return make_raw(tm, tm->get_plus_symbol(is_int(tm, a) && is_int(tm, b)), a, b);
 }
 
+/// Scales by the least positive factor that makes the coefficients coprime integers.
+void scale(Polynomial& p)
+{
+    QNumber multiple(1), divisor;
+    for (const QNumber& c : p.coeffs) {
+        if (!c.is_int()) {
+            multiple = lcm(multiple, c.get_den());
+        }
+        if (divisor != 1L) {
+            divisor = gcd(divisor, c.get_num());
+        }
+    }
+    if (multiple == 1L && divisor == 1L) {
+        return;
+    }
+    const QNumber factor = multiple / divisor;
+    if (factor == 1L) {
+        return;
+    }
+    for (QNumber& c : p.coeffs) {
+        c *= factor;
+    }
+    p.constant *= factor;
+    std::fill(p.products.begin(), p.products.end(), nullptr);
+}
+
 } // namespace
 
-Polynomial poly_norm(TermManager* tm, const Term_* a, const Term_* b, bool normalize)
+void Polynomial::clear()
+{
+    vars.clear();
+    coeffs.clear();
+    products.clear();
+    parts.clear();
+    constant = QNumber();
+    all_int = true;
+}
+
+void Polynomial::negate_coeffs()
+{
+    for (QNumber& c : coeffs) {
+        c.self_neg();
+    }
+    std::fill(products.begin(), products.end(), nullptr);
+}
+
+void poly_norm(TermManager* tm, const Term_* a, const Term_* b, bool normalize, Polynomial* out)
 {
     // Terms are taken by descending id. A term's id is above those of its subterms, so when a
     // shared one comes off the heap, all its occurrences are there to be merged.
-    Polynomial p;
-    Work work;
-    add_summand(tm, work, p, a, QNumber(1));
+    Polynomial& p = *out;
+    p.clear();
+    add_summand(tm, p, a, QNumber(1));
     if (b) {
-        add_summand(tm, work, p, b, QNumber(-1));
+        add_summand(tm, p, b, QNumber(-1));
     }
-    while (!work.empty()) {
-        const Term_* t = work.front().first;
-        QNumber factor;
-        while (!work.empty() && work.front().first == t) {
-            std::pop_heap(work.begin(), work.end(), lower_id);
-            factor += work.back().second;
-            work.pop_back();
+    QNumber value;
+    while (!p.parts.empty()) {
+        std::pop_heap(p.parts.begin(), p.parts.end(), lower_id);
+        Part part = std::move(p.parts.back());
+        p.parts.pop_back();
+        const Term_* t = part.term;
+        while (!p.parts.empty() && p.parts.front().term == t) {
+            std::pop_heap(p.parts.begin(), p.parts.end(), lower_id);
+            part.factor += p.parts.back().factor;
+            part.product = nullptr;
+            p.parts.pop_back();
         }
-        if (factor.is_zero()) {
+        if (part.factor.is_zero()) {
             continue;
         }
-        QNumber value;
         if (tm->is_plus(t)) {
-            add_summand(tm, work, p, t->child(0), factor);
-            add_summand(tm, work, p, t->child(1), std::move(factor));
+            add_summand(tm, p, t->child(0), part.factor);
+            add_summand(tm, p, t->child(1), std::move(part.factor));
         } else if (tm->is_times(t) && tm->is_arith_number(t->child(0), &value)) {
-            add_summand(tm, work, p, t->child(1), factor * value);
+            const bool usual = part.factor.is_one() && !value.is_one() &&
+                               t->get_symbol() == times_symbol(tm, t->child(0), t->child(1));
+            part.factor *= value;
+            add_summand(tm, p, t->child(1), std::move(part.factor), usual ? t : nullptr);
         } else if (tm->is_times(t) && tm->is_arith_number(t->child(1), &value)) {
-            add_summand(tm, work, p, t->child(0), factor * value);
+            part.factor *= value;
+            add_summand(tm, p, t->child(0), std::move(part.factor));
         } else {
             p.vars.push_back(t);
-            p.coeffs.push_back(std::move(factor));
+            p.coeffs.push_back(std::move(part.factor));
+            p.products.push_back(part.product);
             p.all_int = p.all_int && is_int(tm, t);
         }
     }
     std::reverse(p.vars.begin(), p.vars.end());
     std::reverse(p.coeffs.begin(), p.coeffs.end());
+    std::reverse(p.products.begin(), p.products.end());
     if (normalize && !p.vars.empty()) {
-        QNumber multiple(1), divisor;
-        for (const QNumber& c : p.coeffs) {
-            multiple = lcm(multiple, c.get_den());
-            divisor = gcd(divisor, c.get_num());
-        }
-        const QNumber scale = multiple / divisor;
-        if (scale != 1L) {
-            for (QNumber& c : p.coeffs) {
-                c *= scale;
-            }
-            p.constant *= scale;
-        }
+        scale(p);
     }
-    return p;
 }
 
-const Term_* poly_to_term(TermManager* tm, const Polynomial& p)
+const Term_* poly_to_term(TermManager* tm, Polynomial& p)
 {
     TARQ_ASSERT(!p.vars.empty());
-    const Term_* sum = nullptr;
-    for (size_t i = p.vars.size(); i-- > 0;) {
-        const Term_* t = p.vars[i];
-        if (p.coeffs[i] != 1L) {
-            const Term_* number = tm->make_number(p.coeffs[i]);
-            t = make_raw(tm, tm->get_times_symbol(is_int(tm, t) && is_int(tm, number)), number, t);
+    // the products first: they do not wait for each other, and most of the time here is waiting for
+    // memory
+    for (size_t i = 0; i < p.vars.size(); ++i) {
+        if (!p.products[i]) {
+            const Term_* t = p.vars[i];
+            if (p.coeffs[i] != 1L) {
+                const Term_* number = tm->make_number(p.coeffs[i]);
+                t = make_raw(tm, times_symbol(tm, number, t), number, t);
+            }
+            p.products[i] = t;
         }
-        sum = sum ? make_raw_plus(tm, t, sum) : t;
+    }
+    const Term_* sum = p.products.back();
+    for (size_t i = p.vars.size() - 1; i-- > 0;) {
+        sum = make_raw_plus(tm, p.products[i], sum);
     }
     return sum;
 }
 
-const Term_* poly_to_term_with_constant(TermManager* tm, const Polynomial& p)
+const Term_* poly_to_term_with_constant(TermManager* tm, Polynomial& p)
 {
     if (p.vars.empty()) {
         return tm->make_number(p.constant);

@@ -39,6 +39,11 @@ const Term_* StdTermSimplifier::operator()(const Symbol* symbol, TermArgs args)
     return rules().norm_single(t);
 }
 
+void StdTermSimplifier::forget_terms()
+{
+    rules_.reset();
+}
+
 TermNormalizer& StdTermSimplifier::rules()
 {
     if (!rules_) {

@@ -18,9 +18,10 @@ class TermManager;
 class TermNormalizer;
 
 /// Dispatches an application to the function registered for its head's tag, and then to the
-/// standard rewrite rules if it is a bit-vector operator or an equality of bit-vectors. Borrows the
-/// term manager, owns the functions. Install it with TermManager::set_simplifier. It remembers
-/// terms: it must go, or be replaced by a new one, when terms are collected.
+/// standard rewrite rules if it is a bit-vector operator or an equality of bit-vectors.
+///
+/// Borrows the term manager, owns the functions. Install it with TermManager::set_simplifier: it
+/// remembers terms, and a collection tells only the installed one to forget them.
 class StdTermSimplifier : public TermSimplifier {
 public:
     /// The simplification of one or more tags.
@@ -40,6 +41,7 @@ public:
 
     /// Null for an empty `args`: a constant is interned as it stands.
     const Term_* operator()(const Symbol* symbol, TermArgs args) override;
+    void forget_terms() override;
 
     /// Takes the ownership of `fun` and lets it serve `tag`, in place of an earlier one.
     void register_simplification(SymbolTag::tag tag, std::unique_ptr<simpl_fun> fun);

@@ -56,6 +56,15 @@ TermArena::~TermArena()
     }
 }
 
+bool TermArena::owns(const void* p) const
+{
+    return std::any_of(blocks_.begin(), blocks_.end(), [p](const Block& b) {
+        const uintptr_t offset =
+            reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(b.base);
+        return b.base && offset < b.size;
+    });
+}
+
 size_t TermArena::bytes() const
 {
     size_t n = 0;

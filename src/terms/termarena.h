@@ -73,6 +73,8 @@ public:
 
     /// The number of a cell, or of an address within one; at least 1.
     uint32_t number_of(const void* p) const { return static_cast<uint32_t>(key_of(p)); }
+    /// Whether an address lies in a block of this arena. For checks.
+    bool owns(const void* p) const;
     /// Region and number of an address within a cell, in the high and the low half.
     uint64_t key_of(const void* p) const
     {

@@ -70,6 +70,7 @@ inline const Term_* TermBank::intern(const Symbol* symbol, TermArgs args)
     const Term_* const* children = args.data();
     uint64_t hash = symbol->get_id();
     for (size_t i = 0; i < n; ++i) {
+        TARQ_HEAVY_ASSERT(arena_.owns(children[i])); // not a term of another manager
         hash ^= (hash << 6) + (hash >> 2) + arena_.number_of(children[i]);
     }
     Bucket& bucket = buckets_[table_.index(hash)];

@@ -6,7 +6,6 @@
 #include "terms/term.h"
 #include "terms/termarena.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -73,21 +72,6 @@ public:
                                                                         : a->get_id() < b->get_id();
     }
 
-    /// Fetches the bucket of a binary application ahead, with the children in order of age if they
-    /// are of one class. Nothing while the table is small enough for the cache.
-    void prefetch_sorted(const Symbol* symbol, const Term_* a, const Term_* b) const
-    {
-        if (table_.buckets < PREFETCH_FROM) {
-            return;
-        }
-        const uint64_t ka = arena_.key_of(a);
-        const uint64_t kb = arena_.key_of(b);
-        uint64_t hash = symbol->get_id();
-        hash ^= (hash << 6) + (hash >> 2) + static_cast<uint32_t>(std::min(ka, kb));
-        hash ^= (hash << 6) + (hash >> 2) + static_cast<uint32_t>(std::max(ka, kb));
-        __builtin_prefetch(&buckets_[table_.index(hash)], 1);
-    }
-
     /// The live terms, bucket by bucket.
     const_iterator begin() const;
     const_iterator end() const;
@@ -103,8 +87,6 @@ public:
     size_t bucket_bytes() const { return table_.buckets * sizeof(Bucket); }
 
 private:
-    static constexpr size_t PREFETCH_FROM = 200000;
-
     using Cell = TermArena::Cell;
     struct Bucket {
         uint32_t first;  // number of the newest cell; 0 for none

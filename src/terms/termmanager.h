@@ -5,6 +5,7 @@
 #include "base/exception.h"
 #include "base/hashmap.h"
 #include "base/hashset.h"
+#include "terms/freevariablemap.h"
 #include "terms/numbers.h"
 #include "terms/signature.h"
 #include "terms/symbolfamilies.h"
@@ -23,21 +24,6 @@
 #include <vector>
 
 namespace tarq {
-
-/// For each subterm of a term its free bound variables, sorted by id. Equal sets of neighbouring
-/// terms share their memory.
-class FreeVariableMap {
-public:
-    /// t  a subterm of the term that the map was made for
-    const TermVector& operator[](const Term_* t) const { return *sets_.find(t)->second; }
-    bool contains(const Term_* t) const { return sets_.contains(t); }
-    size_t size() const { return sets_.size(); }
-
-private:
-    friend class TermManager;
-    hsh::HashMap<const Term_*, const TermVector*> sets_;
-    std::vector<std::unique_ptr<const TermVector>> pool_;
-};
 
 using TermSet = hsh::HashSet<const Term_*>;
 
@@ -233,17 +219,14 @@ public:
     const Term_* make_not(const Term_* a) { return make_unary(not_symbol_, "make_not", a); }
     const Term_* make_and(const Term_* a, const Term_* b)
     {
-        bank_.prefetch_sorted(and_symbol_, a, b);
         return make_binary(and_symbol_, "make_and", a, b);
     }
     const Term_* make_or(const Term_* a, const Term_* b)
     {
-        bank_.prefetch_sorted(or_symbol_, a, b);
         return make_binary(or_symbol_, "make_or", a, b);
     }
     const Term_* make_iff(const Term_* a, const Term_* b)
     {
-        bank_.prefetch_sorted(iff_symbol_, a, b);
         return make_binary(iff_symbol_, "make_iff", a, b);
     }
 
@@ -462,117 +445,9 @@ public:
         return is_fp_number(t->get_symbol(), bits, exp, mant);
     }
 
-    // Bit-vectors and floats. The regular families come from the table: two operands of one width,
-    // one operand, or a float operation with its rounding mode first.
-
-#define TARQ_WIDTH_TEST(name, TAG)                                                                 \
-    bool is_##name(const Symbol* s, size_t* width = nullptr) const                                 \
-    {                                                                                              \
-        return is_family(s, SymbolTag::TAG, width);                                                \
-    }                                                                                              \
-    bool is_##name(const Term_* t, size_t* width = nullptr) const                                  \
-    {                                                                                              \
-        return is_family(t->get_symbol(), SymbolTag::TAG, width);                                  \
-    }
-#define TARQ_TWO_INDEX_TEST(name, TAG, first, second)                                              \
-    bool is_##name(const Symbol* s, size_t* first = nullptr, size_t* second = nullptr) const       \
-    {                                                                                              \
-        return is_family(s, SymbolTag::TAG, first, second);                                        \
-    }                                                                                              \
-    bool is_##name(const Term_* t, size_t* first = nullptr, size_t* second = nullptr) const        \
-    {                                                                                              \
-        return is_family(t->get_symbol(), SymbolTag::TAG, first, second);                          \
-    }
-#define TARQ_FAMILY_BV_UNARY(name, TAG)                                                            \
-    const Term_* make_##name(const Term_* a)                                                       \
-    {                                                                                              \
-        return make_bv_unary(SymbolTag::TAG, "make_" #name, a);                                    \
-    }                                                                                              \
-    TARQ_WIDTH_TEST(name, TAG)
-#define TARQ_FAMILY_BV_BINARY(name, TAG)                                                           \
-    const Term_* make_##name(const Term_* a, const Term_* b)                                       \
-    {                                                                                              \
-        return make_bv_binary(SymbolTag::TAG, "make_" #name, a, b);                                \
-    }                                                                                              \
-    TARQ_WIDTH_TEST(name, TAG)
-#define TARQ_FAMILY_BV_COMPARE(name, TAG) TARQ_FAMILY_BV_BINARY(name, TAG)
-#define TARQ_FAMILY_BV_COMP(name, TAG) TARQ_FAMILY_BV_BINARY(name, TAG)
-#define TARQ_FAMILY_BV_TO_INT(name, TAG) TARQ_FAMILY_BV_UNARY(name, TAG)
-#define TARQ_FAMILY_FP_UNARY(name, TAG)                                                            \
-    const Term_* make_##name(const Term_* a)                                                       \
-    {                                                                                              \
-        return make_fp_op(SymbolTag::TAG, "make_" #name, nullptr, a, nullptr);                     \
-    }                                                                                              \
-    TARQ_TWO_INDEX_TEST(name, TAG, exp, mant)
-#define TARQ_FAMILY_FP_CLASS(name, TAG) TARQ_FAMILY_FP_UNARY(name, TAG)
-#define TARQ_FAMILY_FP_AS_BV(name, TAG) TARQ_FAMILY_FP_UNARY(name, TAG)
-#define TARQ_FAMILY_FP_BINARY(name, TAG)                                                           \
-    const Term_* make_##name(const Term_* a, const Term_* b)                                       \
-    {                                                                                              \
-        return make_fp_op(SymbolTag::TAG, "make_" #name, nullptr, a, b);                           \
-    }                                                                                              \
-    TARQ_TWO_INDEX_TEST(name, TAG, exp, mant)
-#define TARQ_FAMILY_FP_COMPARE(name, TAG) TARQ_FAMILY_FP_BINARY(name, TAG)
-#define TARQ_FAMILY_FP_ARITH(name, TAG)                                                            \
-    const Term_* make_##name(const Term_* rounding, const Term_* a, const Term_* b)                \
-    {                                                                                              \
-        return make_fp_op(SymbolTag::TAG, "make_" #name, rounding, a, b);                          \
-    }                                                                                              \
-    TARQ_TWO_INDEX_TEST(name, TAG, exp, mant)
-#define TARQ_FAMILY_FP_ROUNDED(name, TAG)                                                          \
-    const Term_* make_##name(const Term_* rounding, const Term_* a)                                \
-    {                                                                                              \
-        return make_fp_op(SymbolTag::TAG, "make_" #name, rounding, a, nullptr);                    \
-    }                                                                                              \
-    TARQ_TWO_INDEX_TEST(name, TAG, exp, mant)
-    // the irregular shapes are declared by hand
-#define TARQ_FAMILY_EQUALITY(name, TAG)
-#define TARQ_FAMILY_TERM_ITE(name, TAG)
-#define TARQ_FAMILY_QUANTIFIER(name, TAG)
-#define TARQ_FAMILY_ARRAY_READ(name, TAG)
-#define TARQ_FAMILY_ARRAY_WRITE(name, TAG)
-#define TARQ_FAMILY_ARRAY_CONST(name, TAG)
-#define TARQ_FAMILY_INT_TO_BV(name, TAG) TARQ_WIDTH_TEST(name, TAG)
-#define TARQ_FAMILY_BV_CONCAT(name, TAG) TARQ_TWO_INDEX_TEST(name, TAG, width1, width2)
-#define TARQ_FAMILY_BV_EXTRACT(name, TAG)
-#define TARQ_FAMILY_BV_ROTATE(name, TAG)
-#define TARQ_FAMILY_BV_EXTEND(name, TAG)
-#define TARQ_FAMILY_FP_CAST(name, TAG)
-#define TARQ_FAMILY_FP_FROM_BV(name, TAG)
-#define TARQ_FAMILY_FP_TO_BV(name, TAG)
-#define TARQ_FAMILY_FP_FROM_IEEEBV(name, TAG) TARQ_TWO_INDEX_TEST(name, TAG, exp, mant)
-#define TARQ_FAMILY(shape, name, tag, prefix) TARQ_FAMILY_##shape(name, tag)
-#include "terms/symbolfamilies.def"
-#undef TARQ_FAMILY
-#undef TARQ_FAMILY_BV_UNARY
-#undef TARQ_FAMILY_BV_BINARY
-#undef TARQ_FAMILY_BV_COMPARE
-#undef TARQ_FAMILY_BV_COMP
-#undef TARQ_FAMILY_BV_TO_INT
-#undef TARQ_FAMILY_FP_UNARY
-#undef TARQ_FAMILY_FP_CLASS
-#undef TARQ_FAMILY_FP_AS_BV
-#undef TARQ_FAMILY_FP_BINARY
-#undef TARQ_FAMILY_FP_COMPARE
-#undef TARQ_FAMILY_FP_ARITH
-#undef TARQ_FAMILY_FP_ROUNDED
-#undef TARQ_FAMILY_EQUALITY
-#undef TARQ_FAMILY_TERM_ITE
-#undef TARQ_FAMILY_QUANTIFIER
-#undef TARQ_FAMILY_ARRAY_READ
-#undef TARQ_FAMILY_ARRAY_WRITE
-#undef TARQ_FAMILY_ARRAY_CONST
-#undef TARQ_FAMILY_INT_TO_BV
-#undef TARQ_FAMILY_BV_CONCAT
-#undef TARQ_FAMILY_BV_EXTRACT
-#undef TARQ_FAMILY_BV_ROTATE
-#undef TARQ_FAMILY_BV_EXTEND
-#undef TARQ_FAMILY_FP_CAST
-#undef TARQ_FAMILY_FP_FROM_BV
-#undef TARQ_FAMILY_FP_TO_BV
-#undef TARQ_FAMILY_FP_FROM_IEEEBV
-#undef TARQ_WIDTH_TEST
-#undef TARQ_TWO_INDEX_TEST
+    // Bit-vectors and floats. The regular families: two operands of one width, one operand, or a
+    // float operation with its rounding mode first; for each `make_NAME` and `is_NAME`.
+#include "terms/familyoperations.def"
 
     /// `a` in the high bits, `b` in the low ones.
     const Term_* make_bv_concat(const Term_* a, const Term_* b);

@@ -61,6 +61,9 @@ bool TermManager::gc(const TermVector& terms, const std::vector<const Symbol*>& 
     if (num_users_ > 1) {
         return false;
     }
+    if (simplifier_) {
+        simplifier_->forget_terms();
+    }
     BitVector seen(bank_.get_next_id());
     SymbolSet kept_symbols;
     GcVisitCallback callback(&seen, &kept_symbols);

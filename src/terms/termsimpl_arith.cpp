@@ -239,7 +239,21 @@ public:
                 return make_plain_value(tm, a, b, y);
             }
         }
-        return make_linear(tm, poly_norm(tm, a, b, true));
+        if (!is_eq_) {
+            const bool a_plain = is_uninterpreted(tm, a);
+            const bool b_plain = is_uninterpreted(tm, b);
+            if (a_plain && b_plain) {
+                return make_atom(tm, a, b);
+            }
+            if (a_number && b_plain) {
+                return make_atom(tm, is_int(tm, b) ? tm->make_number(x.ceil()) : a, b);
+            }
+            if (a_plain && b_number) {
+                return make_atom(tm, a, is_int(tm, a) ? tm->make_number(y.floor()) : b);
+            }
+        }
+        poly_norm(tm, a, b, true, &polynomial_);
+        return make_linear(tm, polynomial_);
     }
 
 private:
@@ -262,7 +276,7 @@ private:
     }
 
     /// The atom `p = 0` or `p <= 0`. The polynomial is scaled.
-    const Term_* make_linear(TermManager* tm, Polynomial p)
+    const Term_* make_linear(TermManager* tm, Polynomial& p)
     {
         if (p.vars.empty()) {
             return tm->make_bool(is_eq_ ? p.constant.is_zero() : !p.constant.is_pos());
@@ -272,9 +286,7 @@ private:
         const bool flipped = p.coeffs[0].is_neg();
         QNumber k = p.constant;
         if (flipped) {
-            for (QNumber& c : p.coeffs) {
-                c.self_neg();
-            }
+            p.negate_coeffs();
         } else {
             k.self_neg();
         }
@@ -302,6 +314,7 @@ private:
     }
 
     bool is_eq_;
+    Polynomial polynomial_; // for one atom; kept for its memory
 };
 
 class IntModCongrSimpl : public simpl_fun {
@@ -312,7 +325,8 @@ public:
         tm->is_int_modular_congruence(symbol, &modulus);
         // no scaling: neither a factor nor a divisor of the sides is a unit of the modulus in
         // general
-        Polynomial p = poly_norm(tm, args[0], args[1], false);
+        Polynomial p;
+        poly_norm(tm, args[0], args[1], false, &p);
         size_t kept = 0;
         for (size_t i = 0; i < p.vars.size(); ++i) {
             QNumber reduced;
@@ -324,6 +338,7 @@ public:
         }
         p.vars.resize(kept);
         p.coeffs.resize(kept);
+        p.products.assign(kept, nullptr);
         QNumber number;
         p.constant.neg().divmod(modulus, nullptr, &number);
         if (p.vars.empty()) {
@@ -349,10 +364,12 @@ const Term_* make_with_linear_arguments(TermManager* tm, const Symbol* symbol, T
     if (std::none_of(args.begin(), args.end(), is_linear)) {
         return tm->do_make_term(symbol, args);
     }
+    Polynomial p;
     TermVector norm(args.begin(), args.end());
     for (const Term_*& t : norm) {
         if (is_linear(t)) {
-            t = poly_to_term_with_constant(tm, poly_norm(tm, t, nullptr, false));
+            poly_norm(tm, t, nullptr, false, &p);
+            t = poly_to_term_with_constant(tm, p);
         }
     }
     return tm->do_make_term(symbol, norm);

@@ -14,6 +14,8 @@ public:
     /// Returns a term equal to the application in every model, of a subtype of its type; null to
     /// have it interned as it stands. May build terms through the manager.
     virtual const Term_* operator()(const Symbol* symbol, TermArgs args) = 0;
+    /// Told before terms are collected: what is remembered of terms must go.
+    virtual void forget_terms() {}
 };
 
 } // namespace tarq

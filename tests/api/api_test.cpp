@@ -469,6 +469,18 @@ TEST_F(ApiTest, substitutes_at_once_and_normalizes)
               tarq_make_or(e, tarq_make_not(e, a), tarq_make_not(e, b)).repr);
 }
 
+TEST_F(ApiTest, simplifies_by_the_selected_rules)
+{
+    tarq_term t =
+        tarq_make_bv_neg(e, tarq_make_term_ite(e, a, v, tarq_make_bv_number(e, "1", 8, 10)));
+    tarq_term simple =
+        tarq_make_term_ite(e, a, tarq_make_bv_neg(e, v), tarq_make_bv_number(e, "255", 8, 10));
+    EXPECT_NE(t.repr, simple.repr);
+    EXPECT_EQ(tarq_simplify(e, t, nullptr, 0, 0).repr, simple.repr);
+    EXPECT_EQ(tarq_simplify(e, t, &a, 1, 1).repr, simple.repr);
+    EXPECT_EQ(tarq_simplify(e, a, nullptr, 0, 1).repr, a.repr);
+}
+
 const char SCRIPT[] = "(declare-fun k () Bool)\n"
                       "(assert (! (or a k) :named n1 :note hello))\n"
                       "(assert (! k :named n2))\n";

@@ -316,7 +316,8 @@ public:
 
     void run(int steps)
     {
-        for (int i = 0; i < steps && !testing::Test::HasFailure(); ++i) {
+        for (int i = 0; i < steps && !testing::Test::HasFailure() && solver_->unsat_level() != 0;
+             ++i) {
             const int what = rng_.range(0, 99);
             if (what < 15 && vars_.size() < 11) {
                 grow(rng_.range(1, 2));

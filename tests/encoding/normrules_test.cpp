@@ -108,8 +108,12 @@ TEST_F(ArrayRules, a_covered_write_goes_and_others_stay)
 {
     const Term_* x = word("x");
     const Term_* w = write(write(write(a, bv(1), x), bv(2), x), bv(1), bv(9));
-    EXPECT_EQ(run(4, tm.make_equal(w, b)),
-              tm.make_equal(write(write(a, bv(2), x), bv(1), bv(9)), b));
+    const Term_* chain = write(write(a, bv(2), x), bv(1), bv(9));
+    EXPECT_EQ(run(4, tm.make_equal(w, b)), tm.make_equal(chain, b));
+    const Term_* more = write(write(write(a, bv(3), x), bv(2), x), bv(1), bv(9));
+    EXPECT_EQ(run(4, tm.make_equal(write(more, bv(3), bv(4)), b)),
+              tm.make_equal(write(chain, bv(3), bv(4)), b));
+    EXPECT_EQ(run(4, tm.make_equal(more, b)), tm.make_equal(more, b));
     // an index that may or may not be covered is none
     const Term_* i = word("i");
     const Term_* open = write(write(a, i, x), bv(1), bv(9));
@@ -119,7 +123,6 @@ TEST_F(ArrayRules, a_covered_write_goes_and_others_stay)
     const auto apply = [&](const Term_* t) {
         return tm.make_uninterpreted_function(f, std::vector{t});
     };
-    const Term_* chain = write(write(a, bv(2), x), bv(1), bv(9));
     EXPECT_EQ(run(4, apply(w)), apply(chain));
     const Term_* p = boolean("p");
     EXPECT_EQ(run(4, apply(tm.make_term_ite(p, w, b))), apply(tm.make_term_ite(p, chain, b)));

@@ -125,6 +125,8 @@ TEST_F(ApiMisuse, error_terms_as_arguments)
         {"read", [&] { return tarq_make_array_read(e, no_term, x); }},
         {"forall", [&] { return tarq_make_forall(e, no_term, p); }},
         {"nnf", [&] { return tarq_to_nnf(e, no_term); }},
+        {"simplification", [&] { return tarq_simplify(e, no_term, nullptr, 0, 0); }},
+        {"protection of nothing", [&] { return tarq_simplify(e, p, &no_term, 1, 0); }},
         {"constant", [&] { return tarq_make_constant(e, no_decl); }},
         {"uf", [&] { return tarq_make_uf(e, f, &no_term); }},
         {"const array", [&] { return tarq_make_array_const(e, no_type, x); }},
@@ -508,6 +510,7 @@ TEST_F(ApiMisuse, deep_terms_need_no_stack)
         &count);
     EXPECT_GT(count, depth);
     EXPECT_FALSE(TARQ_ERROR_TERM(tarq_to_nnf(e, t)));
+    EXPECT_FALSE(TARQ_ERROR_TERM(tarq_simplify(e, t, nullptr, 0, 0)));
     EXPECT_FALSE(TARQ_ERROR_TERM(tarq_apply_substitution(e, t, &p, &q, 1)));
 
     const tarq_config c = tarq_create_config();

@@ -28,15 +28,35 @@ public:
         for (int i = 0; i < 2; ++i) {
             formats_.push_back(FORMATS[below(std::size(FORMATS))]);
         }
-        if (seed % 3 == 0) {
-            // few widths and few operators: here the algebra of bit-vectors finds most to do
+        widths_ = {1 + below(below(2) ? 4 : 35)};
+        // In most worlds only a few types, and of words a few operators, so that terms fit together
+        // and the rules find much to do.
+        switch (seed % 6) {
+        case 0:
+        case 1: {
+            const size_t w = widths_[0];
             binary_ = {pick(binary_), pick(binary_), pick(binary_)};
-            const size_t w = 1 + below(below(2) ? 4 : 35);
             widths_ = {w, w, 2 * w};
             types_ = {tm.get_bool_type(), tm.get_bv_type(w), tm.get_bv_type(w),
                       tm.get_bv_type(2 * w)};
             return;
         }
+        case 2:
+            types_ = {tm.get_bool_type(), tm.get_bool_type(), tm.get_int_type(), tm.get_int_type(),
+                      tm.get_real_type()};
+            return;
+        case 3: {
+            const std::vector<const DataType*> indices = {
+                tm.get_int_type(), tm.get_bv_type(2), tm.get_simple_type("U"),
+                tm.get_rounding_type(), tm.get_fp_type(2, 2)};
+            types_ = {tm.get_bool_type(), pick(indices), pick(indices)};
+            types_.insert(types_.end(), 3, tm.get_array_type(types_[1], pick(types_)));
+            return;
+        }
+        default:
+            break;
+        }
+        widths_.clear();
         types_ = {tm.get_bool_type(), tm.get_int_type(), tm.get_real_type(),
                   tm.get_simple_type("U")};
         for (int i = 0; i < 3; ++i) {

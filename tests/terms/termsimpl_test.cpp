@@ -65,6 +65,11 @@ TEST_F(TermSimpl, inequalities_keep_the_number_where_the_first_coefficient_is_po
               "(<=_int 2 (+_int x (*_int -2 y)))");
     EXPECT_EQ(text(tm.make_leq(tm.make_plus(x, times(-1, y)), number(0))), "(<=_int x y)");
     EXPECT_EQ(text(tm.make_leq(tm.make_plus(y, times(-1, x)), number(0))), "(<=_int y x)");
+    EXPECT_EQ(text(tm.make_leq(times(3, x), times(2, y))),
+              "(<=_int (+_int (*_int 3 x) (*_int -2 y)) 0)");
+    EXPECT_EQ(text(tm.make_leq(x, number(7, 2))), "(<=_int x 3)");
+    EXPECT_EQ(text(tm.make_leq(number(7, 2), x)), "(<=_int 4 x)");
+    EXPECT_EQ(text(tm.make_leq(r, number(7, 2))), "(<=_rat r 7/2)");
     // an integer bound is tightened for integers only
     EXPECT_EQ(text(tm.make_leq(tm.make_plus(times(2, x), times(2, r)), number(3))),
               "(<=_rat (+_rat x r) 3/2)");
@@ -333,6 +338,19 @@ TEST_F(TermSimpl, rules_run_on_what_is_built)
     EXPECT_NE(t, tm.make_equal(x, z));
     EXPECT_EQ(tm.make_equal(tm.make_bv_zero_extend(0, word("b", 1)), bv(1, 1)),
               tm.make_equal(word("b", 1), bv(1, 1)));
+}
+
+TEST_F(TermSimpl, a_collection_makes_the_rules_forget_its_terms)
+{
+    const Term_* x = word("x", 8);
+    const Term_* y = word("y", 8);
+    const Term_* difference = tm.make_bv_sub(x, y); // ids of what is dropped are given again
+    ASSERT_TRUE(tm.gc({x, y}, {}, {}));
+    for (const Term_* t : {tm.make_bv_sub(y, x), tm.make_bv_sub(x, y), tm.make_bv_add(x, y)}) {
+        EXPECT_TRUE(tm.is_bv_add(t)) << text(t);
+    }
+    EXPECT_EQ(text(tm.make_bv_sub(x, y)), "(bvadd_8 x (bvneg_8 y))");
+    static_cast<void>(difference);
 }
 
 TEST_F(TermSimpl, chains_of_any_length_do_not_exhaust_the_stack)

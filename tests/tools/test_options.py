@@ -142,6 +142,11 @@ class ScriptOptions(TestCase):
         self.assertIn("push", diag.read_text())
         self.assertEqual(done.status, 1)
 
+    def test_answers_that_cannot_be_written_end_the_run(self):
+        done = tarq(text='(set-option :regular-output-channel "/dev/full")(check-sat)(echo "lost")')
+        self.assertEqual((done.status, done.out), (2, ""))
+        self.assertRegex(done.err, "can't write to /dev/full")
+
     def test_reset_brings_the_channels_back(self):
         out = self.tmp / "answers"
         done = tarq(text=f'(set-option :regular-output-channel "{out}")(echo "a")(reset)(echo "b")')
