@@ -21,6 +21,7 @@
 
 #include <gmp.h>
 #include <stddef.h>
+#include <stdint.h>
 #include <stdio.h>
 
 #ifdef __cplusplus
@@ -58,11 +59,35 @@ typedef struct tarq_type {
     void* repr;
 } tarq_type;
 
+/// The model of a satisfiable check.
+typedef struct tarq_model {
+    void* repr;
+} tarq_model;
+
+/// A place in the list of what a model says.
+typedef struct tarq_model_iterator {
+    void* repr;
+} tarq_model_iterator;
+
+/// Circuits of and-gates and inverters over the terms of one environment.
+typedef struct tarq_aig_manager {
+    void* repr;
+} tarq_aig_manager;
+
+/// A node of a circuit, or its negation; 0 is no node. Two of one manager are equal exactly when
+/// their numbers are.
+typedef struct tarq_aig {
+    uint64_t repr;
+} tarq_aig;
+
 #define TARQ_ERROR_CONFIG(x) ((x).repr == NULL)
 #define TARQ_ERROR_ENV(x) ((x).repr == NULL)
 #define TARQ_ERROR_TERM(x) ((x).repr == NULL)
 #define TARQ_ERROR_DECL(x) ((x).repr == NULL)
 #define TARQ_ERROR_TYPE(x) ((x).repr == NULL)
+#define TARQ_ERROR_MODEL(x) ((x).repr == NULL)
+#define TARQ_ERROR_MODEL_ITERATOR(x) ((x).repr == NULL)
+#define TARQ_ERROR_AIG_MANAGER(x) ((x).repr == NULL)
 
 /// The error term.
 #ifdef __cplusplus
@@ -185,6 +210,11 @@ typedef int (*tarq_termination_test)(void* user_data);
 /// preorder  1 before the arguments of `t`, 0 after them
 typedef tarq_visit_status (*tarq_visit_term_callback)(tarq_env e, tarq_term t, int preorder,
                                                       void* user_data);
+
+/// Called for each model that is found.
+/// it       over that model; ends with the call
+/// returns  nonzero to go on, 0 to stop
+typedef int (*tarq_solve_diversify_model_callback)(tarq_model_iterator it, void* user_data);
 
 // Memory, version, errors
 
@@ -789,10 +819,10 @@ int tarq_visit_term(tarq_env e, tarq_term t, tarq_visit_term_callback func, void
 tarq_term tarq_apply_substitution(tarq_env e, tarq_term t, const tarq_term* from,
                                   const tarq_term* to, size_t n);
 /// `t` simplified by the rules that the option `preprocessor.simplification` selects, which also
-/// run on every formula before it is solved. The result is equivalent to `t`. to_protect
-/// `num_to_protect` constants that the result must say as much about as `t` toplevel    nonzero
-/// allows a formula that is equivalent only as far as the protected constants
-///             go. No use is made of that yet: the result is the same as for 0.
+/// run on every formula before it is solved. The result is equivalent to `t`.
+/// to_protect  `num_to_protect` constants that the result must say as much about as `t`
+/// toplevel    nonzero: a formula loses the other constants that it defines itself, and is
+///             equivalent only as far as the rest goes
 tarq_term tarq_simplify(tarq_env e, tarq_term t, const tarq_term* to_protect, size_t num_to_protect,
                         int toplevel);
 /// An equivalent formula without iff, in which negations stand on atoms only.
@@ -832,6 +862,22 @@ int tarq_annotated_list_from_smtlib2(tarq_env e, const char* data, size_t* out_n
 int tarq_annotated_list_from_smtlib2_file(tarq_env e, FILE* f, size_t* out_n, tarq_term** out_terms,
                                           char*** out_annots);
 
+/// Prints a script that declares what `term` is made of and asserts it. The formats of numbers are
+/// chosen by the options `printer.*`.
+/// returns  a fresh string
+char* tarq_to_smtlib2(tarq_env e, tarq_term term);
+/// The same with a set-logic, unless `logic_name` is null.
+/// use_defines  nonzero: subterms that occur more than once become definitions of the script;
+///              otherwise they are bound by let
+char* tarq_to_smtlib2_ext(tarq_env e, tarq_term term, const char* logic_name, int use_defines);
+/// Prints the term alone, its shared subterms bound by let.
+char* tarq_to_smtlib2_term(tarq_env e, tarq_term term);
+/// As tarq_to_smtlib2, to an open file, which stays open.
+int tarq_to_smtlib2_file(tarq_env e, tarq_term term, FILE* f);
+/// As tarq_to_smtlib2_ext, to an open file.
+int tarq_to_smtlib2_ext_file(tarq_env e, tarq_term term, const char* logic_name, int use_defines,
+                             FILE* f);
+
 // Solving
 
 /// Asserts a formula; it is looked at by the next check. What this version can decide are formulas
@@ -868,6 +914,94 @@ tarq_term* tarq_get_unsat_assumptions(tarq_env e, size_t* out_size);
 /// when an environment is made, reset or collected, and at the first check after a stopped or
 /// failed one.
 char* tarq_get_search_stats(tarq_env e);
+
+// Models
+//
+// A model gives every symbol a meaning under which the formulas of the last check hold; it is there
+// after a satisfiable check with the option `model_generation`. Values are numbers, truth values,
+// rounding modes, arrays made of such, and for the elements of uninterpreted types constants whose
+// names start with "@". With `bool_model_generation` alone there are values for the atoms of the
+// problem only.
+
+/// The model of the last check. It stays valid through further checks, but not beyond a
+/// tarq_gc_env or the end of the environments that share its terms.
+/// returns  to be given back to tarq_destroy_model
+tarq_model tarq_get_model(tarq_env e);
+/// Gives a model back; nothing for the error handle.
+void tarq_destroy_model(tarq_model m);
+/// The value of any term. What the problem does not mention has a default value.
+tarq_term tarq_model_eval(tarq_model m, tarq_term t);
+/// Walks over the constants of the problem and over the arguments for which its functions were
+/// applied: `f(1, 2)` stands for the value of `f` at these arguments.
+/// returns  to be given back to tarq_destroy_model_iterator
+tarq_model_iterator tarq_model_create_iterator(tarq_model m);
+/// The value of a term in the model of the last check.
+tarq_term tarq_get_model_value(tarq_env e, tarq_term t);
+/// Walks over the model of the last check.
+tarq_model_iterator tarq_create_model_iterator(tarq_env e);
+/// Nonzero unless the walk is at its end.
+int tarq_model_iterator_has_next(tarq_model_iterator i);
+/// Gives the term and the value at hand and goes on; -1 at the end, with the outputs left alone.
+int tarq_model_iterator_next(tarq_model_iterator i, tarq_term* t, tarq_term* v);
+/// Ends a walk; nothing for the error handle. The model stays.
+void tarq_destroy_model_iterator(tarq_model_iterator i);
+/// Finds models that differ in the values of the given terms, which are of type Bool or have
+/// numbers for values, until there is none left or the callback stops. Each model is excluded by a
+/// formula that stays asserted; push a backtrack point first to get rid of them. returns  how many
+/// were found, -1 on failure
+int tarq_solve_diversify(tarq_env e, const tarq_term* diversifiers, size_t num_diversifiers,
+                         tarq_solve_diversify_model_callback func, void* user_data);
+
+// Circuits
+//
+// And-inverter graphs: equal gates are one node, and constants and contradictions fold while a
+// circuit is built. Nodes live as long as their manager. A manager is used no longer than its
+// environment, and not beyond a tarq_gc_env. Handles of another manager, and the null handle, make
+// a call fail; failures are reported to the environment.
+
+/// A manager without nodes but the constants.
+/// returns  to be given back to tarq_destroy_aig_manager
+tarq_aig_manager tarq_create_aig_manager(tarq_env e);
+/// Gives a manager back; nothing for the error handle.
+void tarq_destroy_aig_manager(tarq_aig_manager m);
+/// No node.
+tarq_aig tarq_aig_null(void);
+tarq_aig tarq_aig_true(tarq_aig_manager m);
+tarq_aig tarq_aig_false(tarq_aig_manager m);
+/// The variable of that number. Bits of encoded terms get numbers that were not in use before.
+tarq_aig tarq_aig_var(tarq_aig_manager m, int var);
+tarq_aig tarq_aig_not(tarq_aig_manager m, tarq_aig a);
+tarq_aig tarq_aig_and(tarq_aig_manager m, tarq_aig a, tarq_aig b);
+tarq_aig tarq_aig_or(tarq_aig_manager m, tarq_aig a, tarq_aig b);
+tarq_aig tarq_aig_iff(tarq_aig_manager m, tarq_aig a, tarq_aig b);
+tarq_aig tarq_aig_xor(tarq_aig_manager m, tarq_aig a, tarq_aig b);
+/// If c then t else f.
+tarq_aig tarq_aig_ite(tarq_aig_manager m, tarq_aig c, tarq_aig t, tarq_aig f);
+/// The number of the node, the same for a node and its negation; nodes made later have larger ones.
+uint64_t tarq_aig_id(tarq_aig a);
+/// Nonzero for the negation of a node.
+int tarq_aig_is_negated(tarq_aig a);
+/// The node without a negation.
+tarq_aig tarq_aig_strip(tarq_aig a);
+/// Nonzero when the node is a conjunction.
+int tarq_aig_is_and(tarq_aig_manager m, tarq_aig a);
+/// Nonzero when the node is a variable.
+int tarq_aig_is_var(tarq_aig_manager m, tarq_aig a);
+/// The number of a variable; 0 and an error for other nodes.
+int tarq_aig_get_var(tarq_aig_manager m, tarq_aig a);
+/// The inputs of a conjunction; null and an error for other nodes.
+tarq_aig tarq_aig_get_left(tarq_aig_manager m, tarq_aig a);
+tarq_aig tarq_aig_get_right(tarq_aig_manager m, tarq_aig a);
+/// The bits of a bit-vector or Boolean term, the least significant first. The constants in it
+/// become variables, the same ones for each term. Division by zero gives what the language says.
+/// out_size  how many bits
+/// returns   a fresh array
+tarq_aig* tarq_aig_encode(tarq_aig_manager m, tarq_term t, size_t* out_size);
+/// The circuit with `a` as its one output in the ASCII AIGER format, in a fresh string. The inputs
+/// come in the order in which a depth-first walk, left inputs first, meets the variables.
+char* tarq_aig_to_aiger(tarq_aig_manager m, tarq_aig a);
+/// An equivalent of a term of type Bool, built anew from the circuit of its connectives.
+tarq_term tarq_aig_simplify(tarq_env e, tarq_term t);
 
 #if defined(__GNUC__)
 #pragma GCC visibility pop

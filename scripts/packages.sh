@@ -12,7 +12,7 @@ TARQ_BUILD_PACKAGES=(
 )
 # What the tests need besides.
 TARQ_TEST_PACKAGES=(
-    "libgtest-dev:<gtest/gtest.h>" "libmpfr-dev:<mpfr.h>" "python3:python3" "pkg-config:pkg-config"
+    "libgtest-dev:<gtest/gtest.h>" "libmpfr-dev:<mpfr.h>" "z3:z3" "minisat:minisat" "python3:python3" "pkg-config:pkg-config"
 )
 
 package_present() {

@@ -56,6 +56,7 @@ bool parse_command_line(int argc, const char* const* argv, CommandLine* out, int
                  "FILE is in DIMACS CNF format, as a name in .cnf says too");
     app.add_flag("--shallow", out->shallow,
                  "Realise push and pop by assumed labels instead of engine backtrack points");
+    app.add_flag("--model", out->model, "Print the model after each check that answers sat");
     app.add_flag("--stats", out->stats, "Print statistics at the end, also after a signal");
     app.set_version_flag("--version", std::string("tarq ") + get_version_number(),
                          "Print the version and exit");

@@ -17,6 +17,7 @@ struct CommandLine {
     bool dimacs = false; // set by the option or by the name of the file
     bool shallow = false;
     bool stats = false;
+    bool model = false;
     bool print_options = false;
 };
 

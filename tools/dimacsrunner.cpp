@@ -25,6 +25,16 @@ constexpr struct {
     {"dpll.branching_random_frequency", "0"},
 };
 
+/// Few learnt clauses, so that propagation stays fast and memory small: the limit starts at a third
+/// of the clauses, grows slowly, and each reduction drops more than half.
+void keep_few_learnts(Configuration::Dpll* config)
+{
+    config->learnt_limit_min = 300;
+    config->learnt_limit_scale = 1;
+    config->learnt_limit_factor = 1.005;
+    config->reduce_fraction = 0.6;
+}
+
 constexpr size_t LINE_WIDTH = 78;
 constexpr size_t CHUNK = size_t(1) << 16; // of the values, in bytes
 constexpr int SATISFIABLE = 10;
@@ -125,6 +135,7 @@ int run_dimacs(InputBuffer* input, const LibraryOptions& options, bool with_stat
     Stop::owe("s UNKNOWN\n", out.fd());
     Configuration config;
     options.build(&config);
+    keep_few_learnts(&config.dpll);
     DpllSolver solver(config.dpll, nullptr);
     const int status = solve(input, &solver, &out);
     if (with_stats && status != 1) {

@@ -5,6 +5,7 @@
 #include "base/exception.h"
 #include "env/environment.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -13,6 +14,37 @@
 #include <utility>
 
 namespace tarq::tool {
+
+namespace {
+
+/// What pays for the scripts of a logic.
+struct LogicSetting {
+    std::string_view logic;
+    const char* option;
+    const char* value;
+};
+
+// Words alone: without a solver for equalities their term-ITEs become circuits, and of the three
+// conversions to clauses the one by cut mapping finds most of what two circuits have in common.
+constexpr LogicSetting LOGIC_SETTINGS[] = {
+    {"QF_BV", "theory.euf.enabled", "false"},
+    {"QF_BV", "theory.la.enabled", "false"},
+    {"QF_BV", "theory.bv.bit_blast_mode", "2"},
+};
+
+bool is_tuned(std::string_view logic)
+{
+    return std::any_of(std::begin(LOGIC_SETTINGS), std::end(LOGIC_SETTINGS),
+                       [logic](const LogicSetting& s) { return s.logic == logic; });
+}
+
+} // namespace
+
+bool LibraryOptions::set_logic(std::string_view logic)
+{
+    const std::string old = std::exchange(logic_, is_tuned(logic) ? std::string(logic) : "");
+    return old != logic_;
+}
 
 void LibraryOptions::load_file(const std::string& name)
 {
@@ -61,8 +93,25 @@ void LibraryOptions::check() const
 
 void LibraryOptions::build(Configuration* config) const
 {
+    // A division by zero that is left open is a function of the dividend, which no table of a logic
+    // without functions foresees.
+    do_build(config, false);
+    if (!logic_.empty() && config->theory.bv.div_by_zero_mode == 0) {
+        do_build(config, true);
+    }
+}
+
+void LibraryOptions::do_build(Configuration* config, bool with_logic) const
+{
     ConfigurationSetter setter;
     setter.initialize_options();
+    if (with_logic) {
+        for (const LogicSetting& s : LOGIC_SETTINGS) {
+            if (s.logic == logic_) {
+                setter.set_option(s.option, s.value, ConfigurationSetter::BUILTIN_PRIORITY);
+            }
+        }
+    }
     if (!file_text_.empty()) {
         std::istringstream in(file_text_);
         setter.load(in, ConfigurationSetter::TEXT_PRIORITY);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tarq {
@@ -26,6 +27,9 @@ public:
     void set(const std::string& name, const std::string& value);
     /// The same, below the file and everything set by `set`, in whatever order they come.
     void set_default(const std::string& name, const std::string& value);
+    /// Puts the settings that suit a logic below all others; an unknown logic has none. Returns
+    /// whether anything changes. Never fails.
+    bool set_logic(std::string_view logic);
     /// Realise backtrack points by assumed labels.
     void set_shallow(bool on) { shallow_ = on; }
 
@@ -42,8 +46,10 @@ private:
 
     void add(const Setting& setting);
     void check() const;
+    void do_build(Configuration* config, bool with_logic) const;
 
     std::string file_text_;
+    std::string logic_; // empty when it has no settings of its own
     std::vector<Setting> settings_;
     bool shallow_ = false;
 };

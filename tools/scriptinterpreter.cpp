@@ -71,11 +71,21 @@ void ScriptInterpreter::remove_names(size_t down_to)
         const std::string& name = names_.back().text;
         switch (names_.back().kind) {
         case NameKind::symbol:
+            // names go in the reverse order of their coming, mostly
+            if (const Symbol* symbol = get_term_manager()->get_symbol(name);
+                !declared_.empty() && declared_.back() == symbol) {
+                declared_.pop_back();
+            } else {
+                std::erase(declared_, symbol);
+            }
             get_term_manager()->remove_symbol(name);
             term_parser().restore_predefined(name);
             break;
         case NameKind::definition:
             term_parser().remove_binding(name);
+            if (!named_.empty() && named_.back().first == name) {
+                named_.pop_back();
+            }
             break;
         case NameKind::sort:
             remove_sort(name);
@@ -110,6 +120,7 @@ void ScriptInterpreter::declare_function(std::string_view name, const DataType* 
 {
     want_free_name(name);
     SmtLib2BaseParser::declare_function(name, sort);
+    declared_.push_back(get_term_manager()->get_symbol(std::string(name)));
     record_name(NameKind::symbol, name);
 }
 
@@ -129,11 +140,12 @@ void ScriptInterpreter::define_function(std::string_view name, TermArgs params,
     record_name(NameKind::definition, name);
 }
 
-void ScriptInterpreter::name_term(std::string_view name, const Term_*)
+void ScriptInterpreter::name_term(std::string_view name, const Term_* term)
 {
     // Recorded first: the name is there by now, and goes again when the command fails.
     record_name(NameKind::definition, name);
     want_user_name(name);
+    named_.emplace_back(name, term);
 }
 
 void ScriptInterpreter::declare_sort(std::string_view name, unsigned arity)

@@ -1,17 +1,21 @@
 // The commands of a script, run against an environment. Sources by theme: scriptinterpreter.cpp
 // (names, levels, assertions), scriptinterpreter_check.cpp (checks and what follows from them),
-// scriptinterpreter_ask.cpp (options, information, echo, what is not supported).
+// scriptinterpreter_model.cpp (models and values), scriptinterpreter_ask.cpp (options, information,
+// echo, what is not supported).
 #pragma once
 
 #include "env/environment.h"
 #include "lang/smtlib2baseparser.h"
 #include "lang/smtlib2driver.h"
+#include "lang/smtlibtermprinter.h"
+#include "results/modelstore.h"
 #include "scriptoptions.h"
 #include "stop.h"
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tarq::tool {
@@ -67,6 +71,11 @@ public:
     void check_sat_assumptions(TermArgs terms) override;
     void get_unsat_assumptions() override;
 
+    // Models
+    void get_assignment() override;
+    void get_model() override;
+    void get_value(const std::vector<std::string>& texts) override;
+
     // Options and information
     void set_logic(std::string_view name) override;
     void set_option(std::string_view key, std::string_view value) override;
@@ -80,9 +89,6 @@ public:
     // What is not there
     void get_unsat_core() override { unsupported(); }
     void get_proof() override { unsupported(); }
-    void get_assignment() override { unsupported(); }
-    void get_model() override { unsupported(); }
-    void get_value(const std::vector<std::string>&) override { unsupported(); }
     void get_interpolant(const std::vector<std::string>&) override { unsupported(); }
     void check_allsat(TermArgs) override { unsupported(); }
     void push_minimize(const Term_*, const OptAttributes&) override { unsupported(); }
@@ -135,6 +141,13 @@ private:
     void want_free_name(std::string_view name);
     void set_option(std::string_view key, ValueKind kind, std::string_view value);
     void forget_check();
+    void want_model(const char* command, bool enabled, const char* option);
+    SmtLib2TermPrinter printer();
+    std::string model_text();
+    std::string model_as_formula();
+    std::string function_body(const Symbol* s, const std::vector<ModelStore::Entry>& points,
+                              ModelStore* model, SmtLib2TermPrinter& print);
+    TermVector parse_terms(const std::vector<std::string>& texts);
     void answer(int result);
     void answer_unknown(std::string reason);
     template <class Check>
@@ -149,6 +162,9 @@ private:
     const TerminationTest* test_;
 
     std::vector<Name> names_;
+    std::vector<const Symbol*> declared_;                     // that have their names now
+    std::vector<std::pair<std::string, const Term_*>> named_; // by annotations, the same
+    TermVector* parsed_terms_ = nullptr;                      // where parse_terms wants them
     std::vector<Level> levels_;
     std::vector<std::string> assertion_texts_;
     bool is_started_ = false; // something was declared, asserted or pushed

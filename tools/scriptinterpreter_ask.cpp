@@ -33,6 +33,10 @@ void ScriptInterpreter::set_logic(std::string_view name)
     }
     options_->logic = name;
     options_->has_logic = true;
+    // a script may name its logic late; then the environment stays as it is
+    if (!is_started_ && options_->library.set_logic(name)) {
+        wish_ = Wish::new_environment;
+    }
 }
 
 void ScriptInterpreter::set_option(std::string_view key, ValueKind kind, std::string_view value)
@@ -135,11 +139,6 @@ void ScriptInterpreter::generic_command(std::string_view name)
 void ScriptInterpreter::generic_command(std::string_view name, const std::vector<std::string>&)
 {
     generic_command(name);
-}
-
-void ScriptInterpreter::internal_set_parsed_terms(TermArgs)
-{
-    raise("unknown command: .internal-parse-terms");
 }
 
 } // namespace tarq::tool

@@ -28,6 +28,9 @@ void ScriptInterpreter::answer(int result)
     }
     check_state_ = result > 0 ? CheckState::sat : CheckState::unsat;
     respond(result > 0 ? "sat" : "unsat");
+    if (result > 0 && options_->print_models) {
+        get_model();
+    }
 }
 
 void ScriptInterpreter::answer_unknown(std::string reason)

@@ -18,6 +18,7 @@ struct FlagRow {
 constexpr FlagRow FLAGS[] = {
     {":print-success", &ScriptOptions::print_success, false},
     {":produce-models", &ScriptOptions::produce_models, true},
+    {":produce-assignments", &ScriptOptions::produce_assignments, true},
     {":produce-assertions", &ScriptOptions::produce_assertions, true},
     {":interactive-mode", &ScriptOptions::produce_assertions, true},
     {":produce-unsat-cores", &ScriptOptions::produce_unsat_cores, true},
@@ -90,6 +91,13 @@ OptionEffect set_script_option(std::string_view name, ValueKind kind, std::strin
             want_start(started, name);
         }
         options->*(flag->field) = value == "true";
+        if (flag->field == &ScriptOptions::produce_models ||
+            flag->field == &ScriptOptions::produce_assignments) {
+            const bool wanted =
+                options->produce_models || options->produce_assignments || options->print_models;
+            options->library.set("model_generation", wanted ? "true" : "false");
+            return OptionEffect::rebuild;
+        }
         return OptionEffect::none;
     }
     if (const auto row = find_row(CHANNELS, name); row != std::end(CHANNELS)) {

@@ -20,7 +20,9 @@ struct Channels {
 struct ScriptOptions {
     bool print_success = false;
     bool produce_models = false;
-    bool produce_assertions = true; // off, the source texts of assertions are not kept
+    bool produce_assignments = false; // of named formulas
+    bool print_models = false;        // after each sat; set by the command line only
+    bool produce_assertions = true;   // off, the source texts of assertions are not kept
     bool produce_unsat_cores = false;
     bool produce_unsat_assumptions = false;
     bool global_declarations = false;

@@ -56,11 +56,15 @@ private:
 
 class Runner {
 public:
-    Runner(InputBuffer* input, const LibraryOptions& library)
+    Runner(InputBuffer* input, const LibraryOptions& library, bool print_models)
         : input_(input), stream_(input), driver_(stream_), log_buffer_(&channels_.diagnostic),
           log_(&log_buffer_)
     {
         initial_.library = library;
+        initial_.print_models = print_models;
+        if (print_models) {
+            initial_.library.set("model_generation", "true");
+        }
         options_ = initial_;
         renew();
     }
@@ -188,9 +192,10 @@ void Runner::print_stats()
 
 } // namespace
 
-int run_script(InputBuffer* input, const LibraryOptions& options, bool print_stats)
+int run_script(InputBuffer* input, const LibraryOptions& options, bool print_stats,
+               bool print_models)
 {
-    Runner runner(input, options);
+    Runner runner(input, options, print_models);
     const int status = runner.run();
     if (print_stats) {
         runner.print_stats();

@@ -9,7 +9,9 @@ namespace tarq::tool {
 
 /// Reads commands from `input` and runs each as it comes.
 /// options  the library options of the command line
+/// print_models  print a model after each check that answers sat
 /// returns  the exit status: 1 if any error was reported, else 0
-int run_script(InputBuffer* input, const LibraryOptions& options, bool print_stats);
+int run_script(InputBuffer* input, const LibraryOptions& options, bool print_stats,
+               bool print_models);
 
 } // namespace tarq::tool

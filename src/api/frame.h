@@ -177,6 +177,8 @@ inline constexpr tarq_decl error_decl{nullptr};
 inline constexpr tarq_type error_type{nullptr};
 inline constexpr tarq_env error_env{nullptr};
 inline constexpr tarq_config error_config{nullptr};
+inline constexpr tarq_model error_model{nullptr};
+inline constexpr tarq_model_iterator error_model_iterator{nullptr};
 
 // Blocks for the caller
 

@@ -1,9 +1,10 @@
-// Exported functions: reading SMT-LIB 2 text.
+// Exported functions: reading and printing SMT-LIB 2 text.
 #include "api/frame.h"
 
 #include "lang/multi_istream.h"
 
 #include <istream>
+#include <sstream>
 #include <streambuf>
 #include <utility>
 
@@ -137,6 +138,24 @@ int read_annotated_list(tarq_env e, Source source, size_t* out_n, tarq_term** ou
     });
 }
 
+/// Prints a script into a text.
+std::string print_script(EnvWrapper& w, tarq_term term, const char* logic, int use_defines)
+{
+    std::ostringstream out;
+    w.env->to_smt2_script(out, unwrap(term), logic ? logic : "", use_defines != 0);
+    return std::move(out).str();
+}
+
+void write_text(const std::string& text, FILE* file)
+{
+    if (!file) {
+        throw tarq::make_error<tarq::Exception>("null file argument");
+    }
+    if (std::fwrite(text.data(), 1, text.size(), file) != text.size() || std::fflush(file) != 0) {
+        throw tarq::make_error<tarq::Exception>("error while writing a file");
+    }
+}
+
 } // namespace
 
 tarq_term tarq_from_string(tarq_env e, const char* data)
@@ -177,4 +196,39 @@ int tarq_annotated_list_from_smtlib2_file(tarq_env e, FILE* f, size_t* out_n, ta
                                           char*** out_annots)
 {
     return read_annotated_list(e, f, out_n, out_terms, out_annots);
+}
+
+char* tarq_to_smtlib2(tarq_env e, tarq_term term)
+{
+    return tarq_to_smtlib2_ext(e, term, nullptr, 0);
+}
+
+char* tarq_to_smtlib2_ext(tarq_env e, tarq_term term, const char* logic_name, int use_defines)
+{
+    return frame<char*>(e, nullptr, [&](EnvWrapper& w) {
+        return copy_text(print_script(w, term, logic_name, use_defines));
+    });
+}
+
+char* tarq_to_smtlib2_term(tarq_env e, tarq_term term)
+{
+    return frame<char*>(e, nullptr, [&](EnvWrapper& w) {
+        std::ostringstream out;
+        w.env->to_smt2_string(out, unwrap(term));
+        return copy_text(out.str());
+    });
+}
+
+int tarq_to_smtlib2_file(tarq_env e, tarq_term term, FILE* f)
+{
+    return tarq_to_smtlib2_ext_file(e, term, nullptr, 0, f);
+}
+
+int tarq_to_smtlib2_ext_file(tarq_env e, tarq_term term, const char* logic_name, int use_defines,
+                             FILE* f)
+{
+    return frame(e, -1, [&](EnvWrapper& w) {
+        write_text(print_script(w, term, logic_name, use_defines), f);
+        return 0;
+    });
 }

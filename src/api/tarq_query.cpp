@@ -308,11 +308,11 @@ tarq_term tarq_apply_substitution(tarq_env e, tarq_term t, const tarq_term* from
 }
 
 tarq_term tarq_simplify(tarq_env e, tarq_term t, const tarq_term* to_protect, size_t num_to_protect,
-                        int /*toplevel*/)
+                        int toplevel)
 {
     return frame(e, error_term, [&](EnvWrapper& w) {
-        unwrap_array(to_protect, num_to_protect); // refuses what is no term
-        return wrap(w.env->simplify(unwrap(t)));
+        const tarq::TermVector protect = unwrap_array(to_protect, num_to_protect);
+        return wrap(w.env->simplify(unwrap(t), protect, toplevel != 0));
     });
 }
 

@@ -172,6 +172,9 @@ void DpllSolver::set_polarity(int var, lbool value)
 
 void DpllSolver::set_problem_var(int var, bool b)
 {
+    if (b && !problem_var_[index(var)] && theory_manager_) {
+        theory_manager_->tell_problem_atom(proxies_[index(var)], var);
+    }
     problem_var_[index(var)] = static_cast<uint8_t>(b);
     if (b) {
         set_decision_var(var, true);

@@ -176,6 +176,8 @@ public:
     /// The current value; at the end of a solve only what holds at the backtrack levels.
     lbool value(int var) const { return values_[index(var) * 2]; }
     lbool value(dpll::Lit l) const { return values_[index(l.index())]; }
+    /// The level at which `var` was assigned, -1 if it is not.
+    int level(int var) const { return vardata_[index(var)].level; }
 
     // -- Backtrack points
 
@@ -266,7 +268,6 @@ private:
     int make_var();
 
     // values and trail
-    int level(int var) const { return vardata_[index(var)].level; }
     int trail_pos(int var) const { return vardata_[index(var)].trail_pos; }
     bool is_assigned(int var) const { return !value(var).is_undef(); }
     bool is_eliminated(int var) const;

@@ -395,6 +395,12 @@ void DpllSolver::bump_var(int var)
             x *= 1 / max_var_activity;
         }
         var_inc_ *= 1 / max_var_activity;
+        // Activities that get too small become equal, and equal ones are in the order of variables.
+        std::vector<int> in_heap;
+        for (int i = 0; i < order_heap_.size(); ++i) {
+            in_heap.push_back(order_heap_[i]);
+        }
+        order_heap_.build(in_heap.begin(), in_heap.end());
     }
     if (order_heap_.contains(var)) {
         order_heap_.moved_up(var);

@@ -36,6 +36,9 @@ public:
     /// A new variable.
     /// t    the term it stands for; null for a variable of the engine's own
     virtual void tell_atom(const Term_* t, int var) = 0;
+    /// A variable that was told gets into the problem, for the first time or after it was made for
+    /// a lemma.
+    virtual void tell_problem_atom(const Term_*, int) {}
     /// The variable, the highest that exists, goes away. t as in tell_atom.
     virtual void retract_atom(const Term_* t, int var) = 0;
     /// Bit per variable: set when no theory looks at it, so the engine does not pass its literals.

@@ -1,9 +1,12 @@
 // Construction, the assertion stack and the road of a formula to the engine.
 #include "env/environment.h"
 
+#include "encoding/commonequalities.h"
 #include "encoding/normrules.h"
 #include "env/environment_solvers.h"
+#include "results/modelstore.h"
 #include "terms/stdtermsimplifier.h"
+#include "theory/bv/eagerbvsolver.h"
 
 #include <algorithm>
 #include <iterator>
@@ -13,12 +16,39 @@ namespace tarq {
 
 template class TseitinCNFGenerator<DpllClauseSink>;
 
+namespace {
+
+ConstraintEncoder::config encoder_config(const Configuration& config)
+{
+    ConstraintEncoder::config c;
+    c.basic_ite_simplification = config.preprocessor.simplification & 1;
+    c.ite_minimization = config.preprocessor.ite_minimization;
+    c.ite_call_limit = config.preprocessor.ite_minimization_call_limit;
+    c.bv_ite_circuits = bv::eager::EagerBVSolver::builds_ites(config.theory);
+    c.bv_div_uf = config.theory.bv.div_by_zero_mode == 1;
+    c.fp_minmax_uf = config.theory.fp.minmax_zero_mode == 4;
+    c.real_div_uf = config.theory.na.div_by_zero_mode == 1;
+    if (!config.debug.term_simplifications) {
+        c.basic_ite_simplification = c.ite_minimization = false; // they work by simplification
+    }
+    return c;
+}
+
+} // namespace
+
 Environment::Solvers::Solvers(const Configuration& config, TermManager* tm)
     : engine(config.dpll, tm), polarity(tm),
       sink(tm, &engine, &polarity, config.dpll.branching_initial_phase, false),
       cnf(tm, &sink, config.preprocessor.full_cnf_conversion),
-      nnf(config.preprocessor.partial_nnf_conversion ? std::make_unique<NNFGenerator>(tm) : nullptr)
+      nnf(config.preprocessor.partial_nnf_conversion ? std::make_unique<NNFGenerator>(tm)
+                                                     : nullptr),
+      propagator(config.preprocessor.toplevel_propagation
+                     ? std::make_unique<ToplevelPropagator>(tm, &rewrites, config.model_generation,
+                                                            config.theory.na.div_by_zero_mode == 1)
+                     : nullptr),
+      encoder(tm, encoder_config(config))
 {
+    make_theories(config, tm);
 }
 
 void Environment::gc_hook::operator()(TermVector&, std::vector<const Symbol*>&, TypeVector&) {}
@@ -65,6 +95,7 @@ Environment::Environment(const Configuration* config, TermManager* tm) : tm_(tm)
 
 Environment::~Environment()
 {
+    drop_model();
     solvers_.reset();
     tm_->remove_user();
     if (owned_tm_) {
@@ -80,15 +111,13 @@ void Environment::refuse_unsupported_options() const
     const std::pair<const char*, bool> requested[] = {
         {"proof_generation", config_.proof_generation},
         {"interpolation", config_.interpolation},
-        {"model_generation", config_.model_generation},
-        {"bool_model_generation", config_.bool_model_generation},
         {"unsat_core_generation", config_.unsat_core_generation != 0},
         {"dpll.ghost_filtering", config_.dpll.ghost_filtering},
         {"dpll.minimize_model", config_.dpll.minimize_model},
         {"dpll.allsat_minimize_model", config_.dpll.allsat_minimize_model},
         {"dpll.preprocessor.mode", config_.dpll.preprocessor.mode != 0},
         {"debug.api_call_trace", config_.debug.api_call_trace != 0},
-        {"debug.dump_theory_lemmas", config_.debug.dump_theory_lemmas},
+        {"theory.arr.mode", config_.theory.arr.mode != 0},
     };
     for (auto [name, on] : requested) {
         if (on) {
@@ -108,6 +137,7 @@ void Environment::init()
     solvers_ = std::make_unique<Solvers>(config_, tm_);
     solvers_->engine.set_logger(&logger_, config_.verbosity > 2 ? "DPLL" : "", "");
     next_bt_label_ = 1;
+    solvers_->theories->set_logger(&logger_);
     set_termination_test(termination_test_);
 }
 
@@ -124,6 +154,7 @@ void Environment::do_reset()
 void Environment::reset_model()
 {
     has_model_ = false;
+    drop_model();
 }
 
 void Environment::reset_assertions()
@@ -147,6 +178,11 @@ void Environment::set_termination_test(const TerminationTest* test)
     termination_test_ = test;
     solvers_->engine.set_termination_test(test);
     solvers_->cnf.set_termination_test(test);
+    solvers_->encoder.set_termination_test(test);
+    solvers_->theories->set_termination_test(test);
+    if (model_) {
+        model_->set_termination_test(test);
+    }
 }
 
 // The assertion stack
@@ -199,6 +235,10 @@ void Environment::do_push_backtrack_point()
         do_push_shallow_backtrack_point();
         return;
     }
+    solvers_->rewrites.push_backtrack_point();
+    if (solvers_->propagator) {
+        solvers_->propagator->push_backtrack_point();
+    }
     solvers_->polarity.push_backtrack_point();
     solvers_->cnf.push_backtrack_point();
     solvers_->engine.push_backtrack_point();
@@ -212,6 +252,9 @@ void Environment::do_push_shallow_backtrack_point()
     const Term_* label = tm_->make_constant(tm_->make_symbol(name, tm_->get_bool_type()));
     tm_->remove_symbol(name); // the name must not lead a user to the label
     bt_labels_.push_back(label);
+    if (solvers_->propagator) {
+        solvers_->propagator->set_protected(label);
+    }
     int var;
     solvers_->engine.make_proxy(label, &var);
 }
@@ -235,7 +278,12 @@ void Environment::do_pop_backtrack_point()
     if (trivially_unsat_at_ > solvers_->engine.num_backtrack_points()) {
         trivially_unsat_at_ = -1;
     }
+    solvers_->encoder.reset();
+    solvers_->rewrites.pop_backtrack_point();
     solvers_->cnf.pop_backtrack_point();
+    if (solvers_->propagator) {
+        solvers_->propagator->pop_backtrack_point();
+    }
     solvers_->polarity.pop_backtrack_point();
 }
 
@@ -280,6 +328,9 @@ void Environment::do_assert_formula(const Term_* f)
     if (trivially_unsat_at_ >= 0) {
         return;
     }
+    if (config_.preprocessor.simplification) {
+        f = add_common_equalities(tm_, f);
+    }
     if (config_.shallow_incrementality && !bt_labels_.empty()) {
         f = tm_->make_or(bt_labels_.back(), f);
     }
@@ -287,7 +338,9 @@ void Environment::do_assert_formula(const Term_* f)
         f = solvers_->nnf->apply_partial(f);
     }
     logger_("ENV") << loglevel(1) << "preprocessing..." << EndLog;
+    f = propagate_formula(f);
     f = simplify_formula(f);
+    f = encode_formula(f);
     solvers_->polarity.add_formula(f);
     if (tm_->is_false(f)) {
         reset_model();
@@ -315,12 +368,23 @@ TermNormalizer& Environment::normalizer()
     return *n;
 }
 
+const Term_* Environment::propagate_formula(const Term_* f)
+{
+    if (!solvers_->propagator) {
+        return f;
+    }
+    logger_("ENV") << loglevel(2) << " propagating top-level information..." << FlushLog;
+    f = (*solvers_->propagator)(f, config_.preprocessor.toplevel_propagation_limit);
+    logger_("ENV") << loglevel(2) << "done" << EndLog;
+    return f;
+}
+
 /// The rules are about other terms than Boolean constants, except those for whole conjunctions, so
 /// a formula without such terms is spared the walk.
 const Term_* Environment::simplify_formula(const Term_* f)
 {
     const int rules = config_.preprocessor.simplification;
-    if (!(rules & NORM_ALL) || (!(rules & NORM_CONJUNCTIONS) && !find_unsupported_atom(f))) {
+    if (!(rules & NORM_ALL) || (!(rules & NORM_CONJUNCTIONS) && is_plain(f))) {
         return f;
     }
     logger_("ENV") << loglevel(2) << " simplifying..." << FlushLog;
@@ -329,27 +393,100 @@ const Term_* Environment::simplify_formula(const Term_* f)
     return f;
 }
 
+/// Whether `f` consists of Boolean constants and connectives. Each node that does is looked at once
+/// in the life of the solvers.
+bool Environment::is_plain(const Term_* f)
+{
+    BitVector& plain = solvers_->plain;
+    TermVector seen;
+    TermVector stack{f};
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        stack.pop_back();
+        plain.grow(t->get_id() + 1);
+        if (plain.get(t->get_id())) {
+            continue;
+        }
+        if (!tm_->is_connective(t->get_symbol()) && t->arity() > 0) {
+            for (const Term_* u : seen) {
+                plain.unset(u->get_id()); // they may stand above this one
+            }
+            return false;
+        }
+        plain.set(t->get_id());
+        seen.push_back(t);
+        stack.insert(stack.end(), t->children().begin(), t->children().end());
+    }
+    return true;
+}
+
+const Term_* Environment::encode_formula(const Term_* f)
+{
+    logger_("ENV") << loglevel(2) << " constraint encoding..." << FlushLog;
+    f = solvers_->encoder(f);
+    logger_("ENV") << loglevel(2) << "done" << EndLog;
+    return f;
+}
+
+/// Whether a walk over the terms of `f` could find anything but Boolean constants.
+bool Environment::has_theory_atoms(const Term_* f) const
+{
+    TermSet seen;
+    TermVector stack{f};
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        stack.pop_back();
+        if (tm_->is_connective(t->get_symbol())) {
+            for (const Term_* c : t->children()) {
+                if (c->arity() > 0 && seen.insert(c).second) {
+                    stack.push_back(c);
+                }
+            }
+        } else if (t->arity() > 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// An atom of `f` that no engine can decide, or null: as a free variable it would give wrong
 /// answers. Each node without such an atom is looked at once in the life of the solvers.
 /// Quantifiers are left to the clause conversion, which names them better.
 const Term_* Environment::find_unsupported_atom(const Term_* f)
 {
     BitVector& seen = solvers_->supported;
-    std::vector<const Term_*> stack{f};
+    // With an atom to name for what is found below it; null above atoms.
+    std::vector<std::pair<const Term_*, const Term_*>> stack{{f, nullptr}};
     while (!stack.empty()) {
-        const Term_* t = stack.back();
+        const auto [t, above] = stack.back();
         stack.pop_back();
         seen.grow(t->get_id() + 1);
         if (seen.get(t->get_id())) {
             continue;
         }
         seen.set(t->get_id());
-        if (tm_->is_connective(t->get_symbol())) {
-            stack.insert(stack.end(), t->children().begin(), t->children().end());
-        } else if (tm_->is_boolean_atom(t) && !tm_->is_boolean_constant(t) &&
-                   !tm_->is_quantifier(t)) {
+        const Term_* atom = above;
+        if (!above) {
+            if (tm_->is_connective(t->get_symbol())) {
+                for (const Term_* c : t->children()) {
+                    stack.emplace_back(c, nullptr);
+                }
+                continue;
+            }
+            if (!tm_->is_boolean_atom(t) || tm_->is_boolean_constant(t) || tm_->is_quantifier(t)) {
+                continue;
+            }
+            atom = t;
+        }
+        if ((above && TermManager::get_type(t) == tm_->get_bool_type()) ||
+            !solvers_->decides(tm_, t)) {
             seen = BitVector(); // nodes above this one were marked on the way
-            return t;
+            return atom;
+        }
+        if (!tm_->is_term_ite(t)) {
+            for (const Term_* c : t->children()) {
+                stack.emplace_back(c, atom);
+            }
         }
     }
     return nullptr;
@@ -396,6 +533,21 @@ const Term_* Environment::apply_substitution(const Term_* t, TermArgs from, Term
 const Term_* Environment::simplify(const Term_* t)
 {
     return normalizer()(t);
+}
+
+const Term_* Environment::simplify(const Term_* t, TermArgs to_protect, bool toplevel)
+{
+    t = simplify(t);
+    if (!toplevel || TermManager::get_type(t) != tm_->get_bool_type() || t->arity() == 0) {
+        return t;
+    }
+    ToplevelPropagator propagator(tm_, nullptr, config_.model_generation,
+                                  config_.theory.na.div_by_zero_mode == 1);
+    propagator.set_termination_test(termination_test_);
+    for (const Term_* p : to_protect) {
+        propagator.set_protected(p);
+    }
+    return propagator(t, -1);
 }
 
 const Term_* Environment::to_nnf(const Term_* t)

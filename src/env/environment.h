@@ -1,7 +1,8 @@
 // One solver context: the assertion stack and the road from an asserted formula to the SAT engine.
 //
 // Sources by verb: environment.cpp (construction, the assertion stack, preprocessing),
-// environment_check.cpp (checks and their results), environment_lang.cpp (reading text).
+// environment_check.cpp (checks and their results), environment_model.cpp (models),
+// environment_lang.cpp (reading and printing text).
 #pragma once
 
 #include "base/configuration.h"
@@ -22,6 +23,7 @@
 
 namespace tarq {
 
+class ModelStore;
 class StdTermSimplifier;
 class TermNormalizer;
 
@@ -71,6 +73,15 @@ public:
         uint64_t sat_binary_watched_clauses_visited = 0;
         uint64_t sat_conflicts = 0;
         uint64_t sat_theory_conflicts = 0;
+    };
+
+    /// Told of the models that diversify() finds.
+    class ModelFoundHook {
+    public:
+        virtual ~ModelFoundHook() = default;
+        /// model  borrowed for the call
+        /// Returns whether to go on.
+        virtual bool operator()(ModelStore* model) = 0;
     };
 
     using StatsList = std::vector<std::pair<std::string, std::string>>;
@@ -141,6 +152,26 @@ public:
     ///         nothing was processed or popped since; "not a Boolean constant: " and the term
     lbool get_bool_value(const Term_* t) const;
 
+    // Models; `model_generation` or `bool_model_generation` must be on. The model of a check stands
+    // until the next check, pop, or formula that is processed.
+
+    /// Whether the last check has left a model.
+    bool has_model() const { return model_ != nullptr; }
+    /// The model of the last check, made now if nobody asked before; borrowed, add_ref() keeps it.
+    /// throws  Environment::error "model generation not enabled" without one; ModelStore::error
+    ModelStore* get_model();
+    /// The value of any term in that model.
+    /// throws  as get_model()
+    const Term_* get_model_value(const Term_* t);
+
+    /// Finds models that differ in the values of `diversifiers`, until there is none left or the
+    /// hook has enough. Each model is excluded by an asserted formula, which stays: push first to
+    /// get rid of them. Without diversifiers nothing is excluded. diversifiers  of type Bool or
+    /// with numbers for values result        how many were found throws        as check();
+    /// Environment::error "model generation must be enabled for
+    ///               diversification"; Exception "bad model value for diversifier: " and the term
+    int diversify(ModelFoundHook& hook, TermArgs diversifiers);
+
     /// Makes the engine decide `t` before all constants that are not preferred; the earlier
     /// preferred the sooner. `phase` is the value tried first, l_Undef leaves that to the engine. A
     /// hint only: it is lost when the constant is popped and when the engine is rebuilt (reset, gc,
@@ -166,6 +197,10 @@ public:
     const Term_* apply_substitution(const Term_* t, TermArgs from, TermArgs to);
     /// An equivalent term, simplified by the rules that `preprocessor.simplification` selects.
     const Term_* simplify(const Term_* t);
+    /// The same; with `toplevel`, a formula that is no constant also loses the constants that it
+    /// defines itself, except those in `to_protect`. The result then says as much as `t` about the
+    /// protected ones only.
+    const Term_* simplify(const Term_* t, TermArgs to_protect, bool toplevel);
     /// The negation normal form of a Boolean term; see NNFGenerator.
     const Term_* to_nnf(const Term_* t);
 
@@ -185,6 +220,15 @@ public:
     /// Reads one term, or the conjunction of several, without a script around them.
     const Term_* from_smt2(std::istream& in);
     const Term_* from_smt2(std::string_view text);
+
+    /// Writes an SMT-LIB 2 script that asserts `t`.
+    /// logic        of its set-logic; empty for none
+    /// use_defines  shared subterms become definitions of the script, else let bindings
+    /// throws       TermPrinter::error for what SMT-LIB 2 has no form for
+    void to_smt2_script(std::ostream& out, const Term_* t, const std::string& logic,
+                        bool use_defines);
+    /// Writes the term alone, its shared subterms bound by let.
+    void to_smt2_string(std::ostream& out, const Term_* t);
 
     // Statistics
 
@@ -207,6 +251,8 @@ protected:
     int do_check();
 
 private:
+    class Model;
+
     // A check in progress: typechecking is off, since all terms made are the library's own, and an
     // exception that passes marks the environment as interrupted.
     class CheckScope;
@@ -215,7 +261,11 @@ private:
     void do_assert_stack();
     void do_assert_formula(const Term_* f);
     TermNormalizer& normalizer();
+    const Term_* propagate_formula(const Term_* f);
     const Term_* simplify_formula(const Term_* f);
+    bool is_plain(const Term_* f);
+    const Term_* encode_formula(const Term_* f);
+    bool has_theory_atoms(const Term_* f) const;
     const Term_* find_unsupported_atom(const Term_* f);
     void do_push_backtrack_point();
     void do_push_shallow_backtrack_point();
@@ -224,7 +274,12 @@ private:
     int num_solver_levels() const;
     int do_check_with_assumptions(const std::vector<TheoryLit>& lits, bool local);
     int variable_of_assumption(const Term_* t);
+    void restore_substituted(const Term_* t);
+    void assert_definition(const Term_* f);
+    lbool evaluate(const Term_* f) const;
     void collect_unsat_assumptions();
+    void start_model(const std::vector<TheoryLit>& lits);
+    void drop_model();
 
     struct Solvers;
 
@@ -246,6 +301,9 @@ private:
         -1; // backtrack points when unsatisfiability was found, -1 if it was not
     int last_result_ = -1;
     bool has_model_ = false;
+    ModelStore* model_ = nullptr; // of the last satisfiable check; one reference
+    TermVector model_formulas_;   // assumptions of that check, as formulas
+    size_t model_assertions_ = 0; // entries of the stack that it decided
     bool interrupted_ = false;
     std::vector<TheoryLit> unsat_assumptions_;
 };

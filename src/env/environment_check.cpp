@@ -57,7 +57,7 @@ int Environment::check_with_assumptions(const std::vector<TheoryLit>& lits)
         if (tm_->get_type(t) != tm_->get_bool_type() || !tm_->is_boolean_atom(t)) {
             throw make_error<error>("assumptions can only be literals");
         }
-        if (!tm_->is_boolean_constant(t)) {
+        if (find_unsupported_atom(t)) {
             throw make_error<error>("unsupported atom (no theory solver for it): ",
                                     t->to_shallow_str());
         }
@@ -94,6 +94,7 @@ int Environment::do_check_with_assumptions(const std::vector<TheoryLit>& lits, b
         if (solvers_->engine.solve(assumptions)) {
             has_model_ = true;
             last_result_ = 1;
+            start_model(lits);
             return scope.leave(1);
         }
         if (local) {
@@ -106,14 +107,65 @@ int Environment::do_check_with_assumptions(const std::vector<TheoryLit>& lits, b
     return scope.leave(0);
 }
 
-/// The variable of a Boolean constant, made when no clause has mentioned it yet, and kept from
-/// being eliminated.
+/// The variable of an assumed atom, made when no clause has mentioned it yet, and kept from being
+/// eliminated. What the atom is made of gets its axioms.
 int Environment::variable_of_assumption(const Term_* t)
 {
+    restore_substituted(t);
+    // The axioms as they are: simplified, they would no longer speak of the terms they define.
+    TermVector axioms;
+    solvers_->encoder.define(t, axioms);
+    for (const Term_* axiom : axioms) {
+        assert_definition(axiom);
+    }
     int var;
     solvers_->engine.make_proxy(t, &var);
+    solvers_->engine.set_problem_var(var, true);
     solvers_->engine.set_frozen(var, true);
     return var;
+}
+
+/// Preprocessing may have taken symbols in `t` out of the problem: their definitions come back,
+/// with all that is known of the symbols in these. Those that are still there stay from now on.
+void Environment::restore_substituted(const Term_* t)
+{
+    ToplevelPropagator* propagator = solvers_->propagator.get();
+    if (!propagator) {
+        return;
+    }
+    TermSet seen;
+    TermVector stack{t};
+    while (!stack.empty()) {
+        const Term_* u = stack.back();
+        stack.pop_back();
+        if (!seen.insert(u).second) {
+            continue;
+        }
+        if (!tm_->is_constant(u)) {
+            stack.insert(stack.end(), u->children().begin(), u->children().end());
+        } else if (const Term_* s = propagator->get_substitution(u)) {
+            const bool is_bool = TermManager::get_type(u) == tm_->get_bool_type();
+            const Term_* definition = is_bool ? tm_->make_iff(u, s) : tm_->make_equal(u, s);
+            assert_definition(solvers_->encoder(definition));
+        } else {
+            propagator->set_protected(u);
+        }
+    }
+}
+
+/// Sends what defines something on its way to the engine, past the stages that would look for
+/// definitions in it.
+void Environment::assert_definition(const Term_* f)
+{
+    solvers_->polarity.add_formula(f);
+    if (tm_->is_true(f)) {
+        return;
+    }
+    if (const Term_* atom = find_unsupported_atom(f)) {
+        throw make_error<error>("unsupported atom (no theory solver for it): ",
+                                atom->to_shallow_str());
+    }
+    solvers_->cnf(f);
 }
 
 /// Translates the engine's final conflict, which lists the negations of the assumptions that
@@ -140,8 +192,62 @@ lbool Environment::get_bool_value(const Term_* t) const
     if (!tm_->is_boolean_constant(t)) {
         throw make_error<error>("not a Boolean constant: ", t->to_shallow_str());
     }
-    int var = solvers_->engine.proxy_for_term(t);
-    return var < 0 ? l_Undef : solvers_->engine.get_model_value(var);
+    ToplevelPropagator* propagator = solvers_->propagator.get();
+    if (!propagator || !propagator->has_seen(t)) {
+        int var = solvers_->engine.proxy_for_term(t);
+        return var < 0 ? l_Undef : solvers_->engine.get_model_value(var);
+    }
+    // Definitions may hold constants that are open: all of them are false then.
+    const Term_* s = propagator->get_substitution(t);
+    return evaluate(s ? s : t);
+}
+
+/// The value of a formula when its constants without a value are false; l_Undef when it holds other
+/// atoms that the engine has no value for.
+lbool Environment::evaluate(const Term_* f) const
+{
+    hsh::HashMap<const Term_*, lbool> done;
+    TermVector stack{f};
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        if (done.contains(t)) {
+            stack.pop_back();
+            continue;
+        }
+        lbool value = l_Undef;
+        if (!tm_->is_connective(t->get_symbol())) {
+            const int var = solvers_->engine.proxy_for_term(t);
+            value = var < 0 ? l_Undef : solvers_->engine.get_model_value(var);
+            if (tm_->is_true(t) || tm_->is_false(t)) {
+                value = tm_->is_true(t) ? l_True : l_False;
+            } else if (value.is_undef() && tm_->is_constant(t)) {
+                value = l_False;
+            }
+        } else {
+            const size_t size = stack.size();
+            for (const Term_* c : t->children()) {
+                if (!done.contains(c)) {
+                    stack.push_back(c);
+                }
+            }
+            if (stack.size() > size) {
+                continue;
+            }
+            const lbool a = done[t->child(0)];
+            const lbool b = t->arity() > 1 ? done[t->child(1)] : a;
+            if (tm_->is_not(t)) {
+                value = a.is_undef() ? a : (a == l_True ? l_False : l_True);
+            } else if (tm_->is_iff(t)) {
+                value = a.is_undef() || b.is_undef() ? l_Undef : (a == b ? l_True : l_False);
+            } else {
+                const lbool decides = tm_->is_and(t) ? l_False : l_True;
+                value = a == decides || b == decides ? decides : a.is_undef() ? a : b;
+            }
+        }
+        done[t] = value;
+        stack.pop_back();
+    }
+    return done[f];
 }
 
 void Environment::add_preferred_for_branching(const Term_* t, lbool phase)
@@ -152,10 +258,13 @@ void Environment::add_preferred_for_branching(const Term_* t, lbool phase)
     if (interrupted_) {
         reset_after_interrupted();
     }
+    CheckScope scope(*this);
+    restore_substituted(t);
     int var;
     solvers_->engine.make_proxy(t, &var);
     solvers_->engine.add_preferred_for_branching(var);
     solvers_->engine.set_forced_phase(var, phase);
+    scope.leave(0);
 }
 
 void Environment::clear_preferred_for_branching()

@@ -1,8 +1,9 @@
-// Reading SMT-LIB text into terms.
+// Reading SMT-LIB text into terms, and writing terms as text.
 #include "env/environment.h"
 
 #include "lang/multi_istream.h"
 #include "lang/smtlib2parser.h"
+#include "lang/smtlibtermprinter.h"
 
 namespace tarq {
 
@@ -58,6 +59,17 @@ const Term_* Environment::from_smt2(std::string_view text)
     framed.add(text);
     framed.add(SMTLIB2_TERMS_SUFFIX);
     return from_smt2_script(framed);
+}
+
+void Environment::to_smt2_script(std::ostream& out, const Term_* t, const std::string& logic,
+                                 bool use_defines)
+{
+    SmtLib2TermPrinter(tm_, &config_.printer, logic, "", use_defines).print_formula(out, t);
+}
+
+void Environment::to_smt2_string(std::ostream& out, const Term_* t)
+{
+    SmtLib2TermPrinter(tm_, &config_.printer, "", "", false).print_term(out, t);
 }
 
 } // namespace tarq

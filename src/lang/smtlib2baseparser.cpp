@@ -220,6 +220,10 @@ void SmtLib2BaseParser::declare_function(std::string_view name, const DataType* 
     if (term_parser_.is_builtin(name)) {
         raise("`" + key + "' is a built-in function");
     }
+    if (name == "pi") {
+        // not a name of the standard, and a usual one for constants
+        term_parser_.hide_predefined(name);
+    }
     if (term_parser_.get_binding(name)) {
         raise("`" + key + "' is already defined");
     }

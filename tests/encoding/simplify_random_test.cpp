@@ -3,6 +3,7 @@
 #include "encoding/normrules.h"
 
 #include "base/configuration.h"
+#include "encoding/termiteencoder.h"
 #include "terms/stdtermsimplifier.h"
 #include "terms/termeval.h"
 #include "terms/termgen.h"
@@ -29,7 +30,8 @@ constexpr size_t TERMS_PER_ROUND = 100;
 
 class RandomRound {
 public:
-    RandomRound(uint64_t seed) : simplifier_(&tm_), standard_(&tm_), rules_(&tm_), again_(&tm_)
+    RandomRound(uint64_t seed)
+        : simplifier_(&tm_), standard_(&tm_), rules_(&tm_), again_(&tm_), ites_(&tm_, true, 0, true)
     {
         tm_.set_simplifier(&simplifier_);
         tm_.set_simplify(true);
@@ -60,6 +62,7 @@ public:
             compare("construction", t.raw, t.simplified);
             compare("the standard rules", t.raw, standard_(t.raw));
             compare("the preprocessing rules", t.raw, rules_(t.raw));
+            compare("the rules on term-ITEs", t.raw, ites_.simplify(t.raw));
             const Term_* normal = rules_(t.simplified);
             compare("the preprocessing rules on what construction gave", t.raw, normal);
             EXPECT_EQ(again_(normal), normal)
@@ -100,6 +103,7 @@ private:
     TermManager tm_;
     StdTermSimplifier simplifier_;
     TermNormalizer standard_, rules_, again_;
+    TermIteEncoder ites_;
     std::vector<Interpretation> worlds_;
     uint64_t seed_ = 0;
 };

@@ -133,9 +133,9 @@ TEST_F(EnvTest, only_literals_can_be_assumed)
     for (const Term_* t : {tm->make_and(p(0), p(1)), tm->make_true(), tm->make_number(1)}) {
         EXPECT_EQ(error_of([&] { check({pos(t)}); }), "assumptions can only be literals");
     }
-    const Term_* x = tm->make_constant(tm->make_symbol("x", tm->get_int_type()));
+    const Term_* x = tm->make_constant(tm->make_symbol("x", tm->get_real_type()));
     EXPECT_EQ(error_of([&] {
-                  check({pos(tm->make_leq(x, tm->make_number(1)))});
+                  check({pos(tm->make_leq(tm->make_sin(x), tm->make_number(1)))});
               }).find("unsupported atom (no theory solver for it): "),
               0u);
     EXPECT_EQ(env->get_last_result(), 1);
@@ -145,7 +145,7 @@ TEST_F(EnvTest, only_literals_can_be_assumed)
 TEST_F(EnvTest, an_atom_of_a_theory_is_an_error_until_it_is_popped)
 {
     const Term_* x = tm->make_constant(tm->make_symbol("x", tm->get_int_type()));
-    const Term_* atom = tm->make_leq(x, tm->make_number(1));
+    const Term_* atom = tm->make_leq(tm->make_sin(x), tm->make_number(1));
     env->assert_formula(tm->make_or(p(0), p(1)));
     env->push_backtrack_point();
     env->assert_formula(no(p(0)));

@@ -387,8 +387,9 @@ TEST_F(ApiMisuse, backtrack_points_and_assumptions)
 
 TEST_F(ApiMisuse, what_no_theory_decides_is_an_error)
 {
-    const tarq_term less = tarq_make_leq(e, x, tarq_make_int_number(e, 1));
-    const tarq_term equal = tarq_make_equal(e, v, tarq_make_bv_int_number(e, 3, 8));
+    const tarq_term square = tarq_make_times(e, x, x);
+    const tarq_term less = tarq_make_leq(e, square, tarq_make_int_number(e, 1));
+    const tarq_term equal = tarq_make_equal(e, square, tarq_make_int_number(e, 2));
     for (const tarq_term t : {less, equal, tarq_make_not(e, tarq_make_or(e, less, p))}) {
         ASSERT_EQ(tarq_push_backtrack_point(e), 0);
         EXPECT_EQ(tarq_assert_formula(e, t), 0) << message();

@@ -153,9 +153,9 @@ TEST_F(ReaderTest, declarations_keep_built_in_and_defined_names)
               "`false' is a built-in function (line: 1)");
     EXPECT_EQ(error_of("(declare-fun |{int-div0}| (Int) Int)"),
               "`{int-div0}' is a built-in function (line: 1)");
-    EXPECT_EQ(error_of("(declare-const pi Real)"), "`pi' is already defined (line: 1)");
-    EXPECT_EQ(error_of("(define-fun f () Int 1)(declare-fun f () Int)"),
+    EXPECT_EQ(error_of("(define-fun f () Int 1)(declare-const f Real)"),
               "`f' is already defined (line: 1)");
+    EXPECT_EQ(error_of("(declare-const pi Real)(assert (= pi 2))"), "no error"); // a usual name
     EXPECT_EQ(error_of("(define-fun f () Int 1)(define-fun f () Int 1)"),
               "symbol `f' already defined");
     EXPECT_EQ(error_of("(declare-fun g () Int)(define-fun g () Int 1)"),

@@ -10,9 +10,19 @@ class CommandLine(TestCase):
     def test_help_names_every_option(self):
         done = tarq("--help")
         self.assertEqual(done.status, 0)
-        for name in ("--config", "--config-file", "--print-options", "--stats", "--timeout", "--shallow",
+        for name in ("--config", "--config-file", "--print-options", "--stats", "--model", "--timeout", "--shallow",
                      "--memory-limit", "--seed", "--version", "--help", "--dimacs"):
             self.assertRegex(done.out, rf"{name}\b")
+
+    def test_model_prints_a_model_after_each_sat(self):
+        script = ("(declare-const p Bool)(assert p)(check-sat)(push 1)(assert (not p))(check-sat)(pop 1)"
+                  "(declare-const q Bool)(check-sat)")
+        model = "(\n  (define-fun p () Bool true)\n"
+        done = tarq("--model", text=script)
+        self.assertEqual(done.out, f"sat\n{model})\nunsat\nsat\n{model}"
+                         "  (define-fun q () Bool false)\n)\n")
+        formula = tarq("--model", "--config", "printer.model_as_formula=true", text=script)
+        self.assertEqual(formula.lines[:3], ["sat", "(and true", "  (= p true))"])
 
     def test_version_is_that_of_get_info(self):
         version = tarq("--version")
@@ -71,7 +81,7 @@ class CommandLine(TestCase):
 
     def test_statistics_come_last_and_count(self):
         text = "(declare-const a Bool)(declare-const b Bool)(assert (xor a b))(check-sat)"
-        done = tarq("--stats", text=text)
+        done = tarq("--stats", "--config", "preprocessor.toplevel_propagation=false", text=text)
         self.assertEqual(done.lines[0], "sat")
         rows = dict(line.split()[1:] for line in done.lines[1:])
         self.assertTrue(all(line.startswith("; :") for line in done.lines[1:]))

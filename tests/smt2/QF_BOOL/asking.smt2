@@ -53,11 +53,11 @@ text|)
 (check-sat)
 ; expect: sat
 (get-model)
-; expect: unsupported
-(get-value (a (not a) #b1))
-; expect: unsupported
+; expect: (
+; expect:   (define-fun a () Bool true)
+; expect: )
 (get-assignment)
-; expect: unsupported
+; expect: (error *)
 (get-unsat-core)
 ; expect: unsupported
 (get-proof)

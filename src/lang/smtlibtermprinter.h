@@ -1,0 +1,66 @@
+// The printers of SMT-LIB text: names, numbers, sorts and the interpreted symbols.
+#pragma once
+
+#include "lang/termprinter.h"
+
+#include <string>
+
+namespace tarq {
+
+/// SMT-LIB 2. Abstract values of models, the constants whose names start with "@", are printed as
+/// `(as @0 Sort)` and never declared.
+class SmtLib2TermPrinter : public TermPrinter {
+public:
+    /// logic, status  of the head of a script; empty for none
+    /// use_defines    shared terms become define-funs of the script rather than let bindings
+    SmtLib2TermPrinter(TermManager* tm, const Configuration::Printer* config, std::string logic,
+                       std::string status, bool use_defines)
+        : TermPrinter(tm, config), logic_(std::move(logic)), status_(std::move(status)),
+          use_defines_(use_defines)
+    {
+    }
+
+    /// A value as it stands for a term of type `type`, which tells 3 from 3.0.
+    std::string value_to_smtlib(const Term_* value, const DataType* type);
+
+    /// A name, between bars if it must be.
+    static std::string to_smtlib(const std::string& name);
+    /// An integer, or a quotient of two.
+    /// as_real  whether an integer must read as a Real
+    static std::string to_smtlib(const QNumber& q, bool as_real);
+    std::string to_smtlib(const DataType* type) const;
+    std::string bv_to_smtlib(const QNumber& value, size_t width) const;
+    std::string fp_to_smtlib(const QNumber& bits, size_t exp, size_t mant) const;
+
+protected:
+    void print_type_declaration(std::ostream& out, const DataType* type) override;
+    void print_symbol_declaration(std::ostream& out, const Symbol* symbol) override;
+    void print_term_and_children(const Term_* term, Items& out) override;
+    std::string label_application(const Term_* term, const std::string& label) override;
+    void print_as_real(const Term_* term, Items& out) override;
+    void print_define_start(std::ostream& out, const Term_* term,
+                            const std::string& label) override;
+    void print_define_end(std::ostream& out, const Term_* term) override;
+    void print_formula_start(std::ostream& out, const Term_* term) override;
+    void print_formula_end(std::ostream& out, const Term_* term) override;
+    void print_start(std::ostream& out) override;
+    void print_end(std::ostream& out) override;
+    void print_let_start(std::ostream& out, const std::string& label) override;
+    void print_let_end(std::ostream& out, size_t count) override;
+    bool use_defines() const override { return use_defines_; }
+    std::string clean(const std::string& name) const override;
+    std::string quote(const std::string& name) const override { return to_smtlib(name); }
+
+private:
+    std::string symbol_to_smtlib(const Symbol* symbol);
+    std::string literal(const Term_* term, bool as_real) const;
+    bool print_special(const Term_* term, Items& out);
+    void print_arguments(const Term_* term, std::string head, Items& out);
+    bool is_abstract_value(const Symbol* symbol) const;
+
+    std::string logic_;
+    std::string status_;
+    bool use_defines_;
+};
+
+} // namespace tarq

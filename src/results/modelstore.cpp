@@ -1,0 +1,260 @@
+// Making a model: values for constants and function points from what the solvers say.
+#include "results/modelstore.h"
+
+#include "terms/bvnumber.h"
+#include "terms/stdtermsimplifier.h"
+#include "terms/termsimpl.h"
+
+#include <algorithm>
+#include <string>
+
+namespace tarq {
+
+ModelStore::ModelStore(TermManager* tm, const Options& options) : tm_(tm), options_(options) {}
+
+ModelStore::~ModelStore() = default;
+
+bool ModelStore::is_good_value(const Term_* t) const
+{
+    return termsimpl::is_value(tm_, t, true);
+}
+
+/// A constant or the application of a user's function.
+bool ModelStore::is_terminal(const Term_* t) const
+{
+    return !tm_->is_interpreted(t) && !tm_->is_variable(t) &&
+           !t->get_symbol()->get_name().starts_with('@');
+}
+
+/// An application whose value may be left open by its arguments' values, so that the solver of its
+/// theory has to be asked.
+bool ModelStore::is_partial(const Term_* t) const
+{
+    switch (tm_->get_tag(t)) {
+    case SymbolTag::DIVIDE:
+    case SymbolTag::POW:
+    case SymbolTag::LOG:
+    case SymbolTag::ASIN:
+    case SymbolTag::EXP:
+    case SymbolTag::SIN:
+    case SymbolTag::PI:
+    case SymbolTag::FP_TO_BV:
+        return true;
+    case SymbolTag::FP_MIN:
+    case SymbolTag::FP_MAX:
+        return options_.fp_minmax_zero_mode == 4;
+    case SymbolTag::BV_UDIV:
+    case SymbolTag::BV_SDIV:
+    case SymbolTag::BV_UREM:
+    case SymbolTag::BV_SREM:
+        return options_.bv_div_by_zero_mode == 1;
+    default:
+        return false;
+    }
+}
+
+/// Appends the terminals and partial applications at and below `roots`, those below others first.
+void ModelStore::collect_terminals(TermArgs roots, TermVector* out) const
+{
+    TermSet seen;
+    TermVector stack(roots.begin(), roots.end());
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        stack.pop_back();
+        if (!seen.insert(t).second || tm_->is_quantifier(t)) {
+            continue;
+        }
+        if (is_terminal(t) || is_partial(t)) {
+            out->push_back(t);
+        }
+        stack.insert(stack.end(), t->children().begin(), t->children().end());
+    }
+    std::sort(out->begin(), out->end(), term_lt()); // a subterm has the smaller id
+}
+
+void ModelStore::compute(const ModelSource& source)
+{
+    values_.clear();
+    definitions_.clear();
+    classes_.clear();
+    memo_.clear();
+    std::vector<std::pair<const Term_*, bool>> atoms;
+    source.get_atoms(atoms);
+    TermMap truth;
+    TermVector roots;
+    for (const auto& [t, value] : atoms) {
+        truth[t] = tm_->make_bool(value);
+        roots.push_back(t);
+    }
+    std::vector<std::pair<const Term_*, const Term_*>> definitions;
+    source.get_definitions(definitions);
+    for (const auto& [t, definition] : definitions) {
+        definitions_[t] = definition;
+    }
+    if (!options_.full) {
+        values_ = truth;
+        state_ = 1;
+        return;
+    }
+    TermVector terminals;
+    collect_terminals(roots, &terminals);
+    assign_terminals(source, terminals, truth);
+    memo_.clear(); // values of terminals that came later were not known yet
+    state_ = 1;
+}
+
+/// Remembers a value in use, so that fresh ones differ from it.
+void ModelStore::note_used(const Term_* value)
+{
+    QNumber number;
+    used_.insert(value);
+    if (tm_->is_arith_number(value, &number) && next_number_ <= number) {
+        next_number_ = number.floor() + 1;
+    }
+}
+
+void ModelStore::assign_terminals(const ModelSource& source, const TermVector& terminals,
+                                  const TermMap& truth)
+{
+    TermMap raw;
+    for (const Term_* t : terminals) {
+        poll();
+        const auto known = truth.find(t);
+        const Term_* value = known != truth.end() ? known->second : source.get_theory_value(t);
+        if (!value) {
+            continue;
+        }
+        raw[t] = value;
+        if (is_good_value(value)) {
+            note_used(value);
+        }
+    }
+    // What stands as an argument has a value as well: a fresh one must not make its point that of
+    // another term.
+    TermSet arguments;
+    for (const Term_* t : terminals) {
+        for (const Term_* c : t->children()) {
+            if (!arguments.insert(c).second || raw.contains(c)) {
+                continue;
+            }
+            const Term_* value = tm_->is_number(c) ? c : source.get_theory_value(c);
+            if (value && is_good_value(value)) {
+                note_used(value);
+            }
+        }
+    }
+    for (const Term_* t : terminals) {
+        const auto entry = raw.find(t);
+        if (entry == raw.end()) {
+            continue;
+        }
+        const Term_* value = value_of_class(entry->second);
+        set_point(t->arity() > 0 ? point_of(t) : t, value);
+    }
+}
+
+/// Two terms that evaluate to the same point must have the same value: the solvers have agreed on
+/// the arguments.
+void ModelStore::set_point(const Term_* point, const Term_* value)
+{
+    if (is_good_value(point)) {
+        return; // a partial operation that is defined for these arguments
+    }
+    const auto [it, is_new] = values_.insert({point, value});
+    if (!is_new && it->second != value) {
+        if (logger_) {
+            (*logger_)("MODELSTORE")
+                << loglevel(2) << "two values for " << point->to_str(1000) << EndLog;
+        }
+        throw make_error<error>("Invalid model");
+    }
+}
+
+/// The value of a class that the theories represent by this term.
+const Term_* ModelStore::value_of_class(const Term_* representative)
+{
+    if (is_good_value(representative)) {
+        return representative;
+    }
+    const auto it = classes_.find(representative);
+    if (it != classes_.end()) {
+        return it->second;
+    }
+    const Term_* value;
+    if (tm_->is_array_write(representative) || tm_->is_array_const(representative)) {
+        TermVector args;
+        for (const Term_* c : representative->children()) {
+            args.push_back(value_of_class(c));
+        }
+        value = tm_->make_term(representative->get_symbol(), args);
+    } else {
+        value = fresh_value(TermManager::get_type(representative));
+        if (!value) {
+            throw make_error<error>("Impossible to assign a concrete model value to ",
+                                    representative->to_str(1000));
+        }
+    }
+    classes_[representative] = value;
+    note_used(value);
+    return value;
+}
+
+const Term_* ModelStore::make_abstract_value(const DataType* type)
+{
+    for (size_t i = next_abstract_[type];; ++i) {
+        const std::string name = "@" + std::to_string(i);
+        const Symbol* s = tm_->get_symbol(name);
+        if (!s || s->get_type() == type) {
+            next_abstract_[type] = i + 1;
+            return tm_->make_constant(s ? s : tm_->make_symbol(name, type));
+        }
+    }
+}
+
+/// A value of this type that nothing else has; null when there is none left.
+const Term_* ModelStore::fresh_value(const DataType* type)
+{
+    size_t width = 0;
+    size_t mant = 0;
+    const DataType* element = nullptr;
+    if (tm_->is_arith_type(type)) {
+        return tm_->make_number(next_number_);
+    }
+    const bool is_bv = tm_->is_bv_type(type, &width);
+    if (is_bv || tm_->is_fp_type(type, &width, &mant)) {
+        const size_t bits = is_bv ? width : width + mant + 1;
+        for (QNumber n = 0; BVNumber::fits(n, bits); n += 1) {
+            const Term_* value =
+                is_bv ? tm_->make_bv_number(n, width) : tm_->make_fp_bits_number(n, width, mant);
+            if (!used_.contains(value)) {
+                return value;
+            }
+        }
+        return nullptr;
+    }
+    if (type == tm_->get_bool_type()) {
+        return tm_->make_false();
+    }
+    if (type == tm_->get_rounding_type()) {
+        for (const Term_* value :
+             {tm_->make_fprounding_even(), tm_->make_fprounding_zero(),
+              tm_->make_fprounding_plus_inf(), tm_->make_fprounding_minus_inf()}) {
+            if (!used_.contains(value)) {
+                return value;
+            }
+        }
+        return nullptr;
+    }
+    if (tm_->is_array_type(type, nullptr, &element)) {
+        // an array of an element that no other array holds
+        const Term_* value = fresh_value(element);
+        if (!value) {
+            return nullptr;
+        }
+        note_used(value);
+        return tm_->make_array_const(type, value);
+    }
+    return make_abstract_value(type);
+}
+
+} // namespace tarq

@@ -1,0 +1,29 @@
+// ModelTermSimplifier: folding of applications to values, as models need it.
+#pragma once
+
+#include "results/modelstore.h"
+#include "terms/termsimplifications.h"
+
+namespace tarq {
+
+/// Adds to another simplifier what is true of values only: abstract values with different names are
+/// different, and what the options say about division by zero and about the minimum of two zeros.
+/// Borrows the other one, which may be null.
+class ModelTermSimplifier : public TermSimplifier {
+public:
+    ModelTermSimplifier(TermManager* tm, const ModelStore::Options& options, TermSimplifier* next)
+        : tm_(tm), options_(options), next_(next)
+    {
+    }
+    const Term_* operator()(const Symbol* symbol, TermArgs args) override;
+
+private:
+    const Term_* divide_by_zero(const Symbol* symbol, TermArgs args);
+    const Term_* min_max_of_zeros(const Symbol* symbol, TermArgs args);
+
+    TermManager* tm_;
+    const ModelStore::Options& options_;
+    TermSimplifier* next_;
+};
+
+} // namespace tarq

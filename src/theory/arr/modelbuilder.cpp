@@ -1,0 +1,118 @@
+#include "theory/arr/modelbuilder.h"
+
+#include <algorithm>
+
+namespace tarq::arr {
+
+size_t ModelBuilder::component(size_t c)
+{
+    while (entries_[c].parent != c) {
+        entries_[c].parent = entries_[entries_[c].parent].parent;
+        c = entries_[c].parent;
+    }
+    return c;
+}
+
+void ModelBuilder::build_model()
+{
+    hsh::HashMap<const Term_*, Solver::Class> classes;
+    TermVector order;
+    solver_->group(classes, order);
+    entries_.clear();
+    places_.clear();
+    array_places_.clear();
+    for (const Term_* r : order) {
+        const Solver::Class& c = classes[r];
+        places_[r] = entries_.size();
+        for (const Term_* a : c.arrays) {
+            array_places_[a] = entries_.size();
+        }
+        entries_.push_back({TermManager::get_type(c.arrays.front()),
+                            {},
+                            c.constants.empty() ? nullptr : c.constants.front()->child(0),
+                            entries_.size(),
+                            nullptr});
+    }
+    for (const Term_* r : order) {
+        for (const Term_* w : classes[r].writes) {
+            const size_t a = component(places_[r]);
+            const size_t b = component(places_[solver_->representative(w->child(0))]);
+            entries_[std::max(a, b)].parent = std::min(a, b);
+        }
+        // a copy: the walk adds classes without arrays to the table
+        const TermVector reads = classes[r].reads;
+        for (const Term_* read : reads) {
+            solver_->walk(classes, read, [&](const Term_* c) {
+                entries_[places_[c]].reads.push_back(read);
+                return true;
+            });
+        }
+    }
+    for (size_t c = 0; c < entries_.size(); ++c) {
+        Entry& first = entries_[component(c)];
+        if (!first.constant) {
+            first.constant = entries_[c].constant;
+        }
+    }
+    base_elements_.assign(entries_.size(), nullptr);
+}
+
+/// What the classes of a component hold where nothing is read.
+const Term_* ModelBuilder::base_element(size_t c, const Evaluate& evaluate)
+{
+    const size_t first = component(c);
+    if (base_elements_[first]) {
+        return base_elements_[first];
+    }
+    const Term_* element = nullptr;
+    if (entries_[first].constant) {
+        element = evaluate(entries_[first].constant);
+    }
+    for (size_t i = first; !element && i < entries_.size(); ++i) {
+        if (component(i) == first && !entries_[i].reads.empty()) {
+            element = evaluate(entries_[i].reads.front());
+        }
+    }
+    if (!element) {
+        const DataType* type = nullptr;
+        tm_->is_array_type(entries_[c].type, nullptr, &type);
+        element = tm_->make_constant(tm_->make_symbol(".element" + type->to_str(), type));
+        if (const Term_* value = evaluate(element)) {
+            element = value;
+        }
+    }
+    return base_elements_[first] = element;
+}
+
+const Term_* ModelBuilder::get_value(const Term_* array, const Evaluate& evaluate)
+{
+    const auto it = array_places_.find(array);
+    if (it == array_places_.end()) {
+        return nullptr;
+    }
+    const size_t c = it->second;
+    if (entries_[c].value) {
+        return entries_[c].value;
+    }
+    const Term_* base = base_element(c, evaluate);
+    std::vector<std::pair<const Term_*, const Term_*>> table;
+    for (const Term_* r : entries_[c].reads) {
+        const Term_* index = evaluate(r->child(1));
+        const Term_* element = evaluate(r);
+        if (index && element && element != base) {
+            table.emplace_back(index, element);
+        }
+    }
+    std::sort(table.begin(), table.end(),
+              [](const auto& a, const auto& b) { return a.first->get_id() < b.first->get_id(); });
+    table.erase(std::unique(table.begin(), table.end(),
+                            [](const auto& a, const auto& b) { return a.first == b.first; }),
+                table.end());
+    const Term_* value = tm_->make_array_const(entries_[c].type, base);
+    for (const auto& [index, element] : table) {
+        value = tm_->make_array_write(value, index, element);
+    }
+    return entries_[c].value = value;
+}
+
+} // namespace tarq::arr

@@ -1,0 +1,250 @@
+#!/usr/bin/env python3
+"""Differential test of the program with random incremental scripts over linear real arithmetic.
+
+  fuzz_la.py --program PROGRAM [--count N] [--seed S] [--logic QF_LRA] [--oracle z3|cvc5] [--save DIR]
+
+Each script declares constants (with QF_UFLRA also functions and predicates), asserts Boolean
+combinations of strict and non-strict bounds, equalities, disequalities and term-ITEs over them, with
+small, fractional, tiny or huge coefficients, pushes, pops, and asks with and without assumptions, under
+random options of the search and of the theories. The oracle answers every query and confirms every list
+of failed assumptions; the values of all constants after a sat answer must satisfy the assertions, by
+the oracle again. With a program built with both assertion tiers every conflict and implication of the
+simplex is checked by an exact certificate as well.
+
+Failures are shrunk, printed and saved as by fuzz_uf.py. Python 3 standard library only.
+"""
+import argparse
+import os
+import random
+import re
+import shutil
+import sys
+
+import boolscript as bs
+import fuzz_uf
+
+OPTIONS = fuzz_uf.OPTIONS + [
+    ('theory.la.split_rat_eq', ('true', 'false')),
+    ('theory.la.delay_alien', ('true', 'false')),
+    ('theory.la.pivoting_greedy_threshold', (0, 1, 2, 1000)),
+    ('theory.la.lazy_expl_threshold', (0, 1, 3, 1000)),
+    ('theory.la.pure_equality_filtering', ('true', 'false')),
+    ('theory.la.detect_euf_fragment', ('true', 'false')),
+    ('theory.la.deduction_enabled', ('true', 'false')),
+    ('theory.interface_eq_batch_size', (0, 1, 3, 100)),
+    ('theory.pairwise_interface_eq', ('true', 'false')),
+]
+
+SMALL = ('1', '1', '1', '(- 1)', '2', '(- 2)', '3', '(- 3)')
+FRACTIONS = SMALL + ('(/ 1 2)', '(/ (- 2) 3)', '(/ 7 5)', '0.25')
+BIG = FRACTIONS + ('100000000000000000000', '(- 987654321987654321987654321)', '(/ 1 123456789012345678901)',
+                   '4611686018427387904', '(- 9223372036854775807)')
+
+
+class Generator(fuzz_uf.Generator):
+    """One Real sort; what fuzz_uf makes of Boolean structure and commands, over other atoms."""
+
+    def __init__(self, rnd, logic):
+        self.rnd = rnd
+        self.logic = logic
+        self.sorts = ['Real']
+        self.consts = {'Real': ['x%d' % i for i in range(rnd.randint(2, 7))]}
+        self.functions = []
+        if logic == 'QF_UFLRA':
+            for i in range(rnd.randint(1, 3)):
+                self.functions.append(('f%d' % i, ('Real',) * rnd.choice((1, 1, 2)), 'Real'))
+            if rnd.random() < 0.4:
+                self.functions.append(('p0', ('Real',), 'Bool'))
+        self.bools = ['q%d' % i for i in range(rnd.randint(2, 4))]
+        self.ites = logic != 'QF_RDL' and rnd.random() < 0.3
+        self.coeffs = rnd.choice((SMALL, SMALL, FRACTIONS, BIG))
+        self.width = rnd.choice((1, 2, 2, 3, 4))
+        self.range = rnd.choice((2, 4, 10))
+        # the forms come from a small stock, so that several bounds meet on one
+        self.stock = [self.form() for _ in range(rnd.randint(1, 8))]
+
+    def number(self):
+        n = self.rnd.randint(-self.range, self.range)
+        if self.coeffs is not SMALL and self.rnd.random() < 0.3:
+            return self.rnd.choice(self.coeffs)
+        return str(n) if n >= 0 else '(- %d)' % -n
+
+    def leaf(self, depth=1):
+        rnd = self.rnd
+        fitting = [f for f in self.functions if f[2] == 'Real']
+        if fitting and depth and rnd.random() < 0.4:
+            name, args, _ = rnd.choice(fitting)
+            return (name,) + tuple(self.leaf(depth - 1) if rnd.random() < 0.7 else self.form(depth - 1) for _ in args)
+        if self.ites and depth and rnd.random() < 0.15:
+            return ('ite', self.atom(0), self.leaf(0), self.leaf(0) if rnd.random() < 0.6 else self.number())
+        return rnd.choice(self.consts['Real'])
+
+    def form(self, depth=2):
+        rnd = self.rnd
+        if self.logic == 'QF_RDL':
+            a, b = rnd.sample(self.consts['Real'], 2)
+            return ('-', a, b)
+        parts = []
+        for _ in range(rnd.randint(1, self.width)):
+            c = rnd.choice(self.coeffs)
+            leaf = self.leaf(depth - 1 if depth else 0)
+            parts.append(leaf if c == '1' else ('*', c, leaf))
+        return parts[0] if len(parts) == 1 else ('+',) + tuple(parts)
+
+    def atom(self, depth=2):
+        rnd = self.rnd
+        kind = rnd.random()
+        if kind < 0.12:
+            return rnd.choice(self.bools)
+        predicates = [f for f in self.functions if f[2] == 'Bool']
+        if predicates and depth and kind < 0.2:
+            return ('p0', self.leaf(depth - 1))
+        left = rnd.choice(self.stock) if depth and rnd.random() < 0.6 else self.form(depth)
+        right = self.number()
+        if self.logic == 'QF_RDL':
+            if rnd.random() < 0.2:
+                left, right = rnd.sample(self.consts['Real'], 2)
+        elif rnd.random() < 0.25:
+            right = self.form(min(depth, 1))
+        op = rnd.choice(('<=', '<', '>=', '>', '=', '=', 'distinct'))
+        return (op, left, right)
+
+    def term(self, sort, depth):
+        return self.form(min(depth, 2))
+
+
+class Checker(fuzz_uf.Checker):
+    """Also asks for the values of all constants after each sat answer, and has them confirmed."""
+
+    def script(self, logic, head, commands, options):
+        text = super().script(logic, head, commands, options)
+        self.names = re.findall(r'\(declare-fun (\w+) \(\) \w+\)', ' '.join(head))
+        if not self.args.models or not self.names:
+            return text
+        asking = '(echo "values")\n(get-value (%s))\n(echo "--")' % ' '.join(self.names)
+        return '(set-option :produce-models true)\n' + text.replace('(echo "--")', asking)
+
+    def check(self, head, commands, options, count=False):
+        if not self.args.models:
+            return super().check(head, commands, options, count)
+        values = []
+        real_run = fuzz_uf.run
+
+        def run_and_take_values(cmd, text, timeout):
+            code, out, err = real_run(cmd, text, timeout)
+            if cmd[0] == self.args.program:
+                out = out.replace('"--"\n', '--\n').replace('"values"\n', 'values\n')
+                blocks = out.split('--\n')
+                for block in blocks[:-1]:
+                    answer, _, rest = block.partition('values\n')
+                    values.append(rest if answer.startswith('sat') else None)
+                out = '"--"\n'.join([b.partition('values\n')[0] for b in blocks[:-1]] + blocks[-1:])
+            return code, out, err
+        fuzz_uf.run = run_and_take_values
+        try:
+            found = super().check(head, commands, options, count)
+        finally:
+            fuzz_uf.run = real_run
+        return found or (self.confirm_models(head, commands, values) if values else None)
+
+    def confirm_models(self, head, commands, values):
+        lines, expect, k = ['(set-logic %s)' % self.args.logic] + head, [], 0
+        for c in commands:
+            if c[0] not in ('check', 'assume'):
+                lines.append(fuzz_uf.command_text(c))
+                continue
+            if values[k] is not None:
+                if 'error' in values[k]:
+                    return 'model', 'query %d: %s' % (k + 1, values[k])
+                pairs = re.sub(r'^\(|\)\s*$', '', values[k].strip())
+                lines += ['(push 1)'] + ['(assert (= %s %s))' % p for p in parse_pairs(pairs)]
+                lines += ['(assert %s)' % bs.literal_text(*x) for x in c[1]] if c[0] == 'assume' else []
+                lines += ['(check-sat)', '(pop 1)']
+                expect.append(k)
+            k += 1
+        oracle = [self.args.oracle] + (['-smt2', '-in'] if 'z3' in self.args.oracle else
+                                       ['-q', '--lang', 'smt2', '--incremental'])
+        code, out, err = fuzz_uf.run(oracle, '\n'.join(lines) + '\n', self.args.timeout * 3)
+        got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
+        if code is None or '(error' in out or len(got) != len(expect):
+            return 'oracle', 'the oracle did not judge the models: ' + (out + err)[:1000]
+        self.models = getattr(self, 'models', 0) + len(got)
+        for k, have in zip(expect, got):
+            if have != 'sat':
+                return 'model', 'query %d: the values are no model: %s' % (k + 1, values[k])
+        return None
+
+
+def parse_pairs(text):
+    """(name, value) of "(name value) (name value) ..."."""
+    depth, start = 0, 0
+    for i, ch in enumerate(text):
+        if ch == '(':
+            if depth == 0:
+                start = i
+            depth += 1
+        elif ch == ')':
+            depth -= 1
+            if depth == 0:
+                name, _, value = text[start + 1:i].partition(' ')
+                yield name, value
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    ap.add_argument('--program', required=True)
+    ap.add_argument('--count', type=int, default=200)
+    ap.add_argument('--seed', type=int, default=1)
+    ap.add_argument('--logic', default='QF_LRA', choices=('QF_LRA', 'QF_RDL', 'QF_UFLRA'))
+    ap.add_argument('--oracle', default='z3', help='z3 or cvc5')
+    ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
+    ap.add_argument('--models', action='store_true', help='check values of constants, too')
+    ap.add_argument('--no-options', action='store_true', help='always the default options')
+    ap.add_argument('--max-failures', type=int, default=5)
+    ap.add_argument('--save', help='folder for shrunk failures')
+    args = ap.parse_args()
+    args.oracle = shutil.which(args.oracle)
+    if not args.oracle:
+        print('no oracle program, nothing tested')
+        return
+    sys.setrecursionlimit(10000)
+    checker = Checker(args)
+    failures = 0
+    for i in range(args.count):
+        rnd = random.Random('%d %d' % (args.seed, i))
+        gen = Generator(rnd, args.logic)
+        head, commands = gen.declarations(), gen.run()
+        options = [] if args.no_options else \
+            ['%s=%s' % (name, rnd.choice(values)) for name, values in OPTIONS if rnd.random() < 0.2]
+        if not args.no_options and rnd.random() < 0.15:
+            options.append('--shallow')
+        found = checker.check(head, commands, options, count=True)
+        if not found:
+            continue
+        failures += 1
+
+        def fails(trial, opts=options, start=head):
+            again = checker.check(start, trial, opts)
+            return again is not None and again[0] == found[0]
+        commands = fuzz_uf.shrink(commands, fails)
+        options = bs.remove_chunks(options, lambda o: fails(commands, o))
+        head = bs.remove_chunks(head, lambda h: fails(commands, options, h))
+        found = checker.check(head, commands, options) or found
+        flags = ' '.join(o for o in options if o[0] == '-')
+        text = '; %s: %s\n; script %d of seed %d%s\n' % (
+            found[0], found[1].replace('\n', '\n; '), i, args.seed, ', program called with ' + flags if flags else '')
+        text += checker.script(args.logic, head, commands, options)
+        print('FAILURE\n' + text, flush=True)
+        if args.save:
+            os.makedirs(args.save, exist_ok=True)
+            with open(os.path.join(args.save, 'la_%d_%d.smt2' % (args.seed, i)), 'w') as f:
+                f.write(text)
+        if failures >= args.max_failures:
+            break
+    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models; %d failures'
+          % (i + 1, checker.queries, checker.unsat, checker.lists, getattr(checker, 'models', 0), failures))
+    sys.exit(1 if failures else 0)
+
+
+if __name__ == '__main__':
+    main()

@@ -1,0 +1,332 @@
+#!/usr/bin/env python3
+"""Differential test of the program with random incremental scripts over uninterpreted functions.
+
+  fuzz_uf.py --program PROGRAM [--count N] [--seed S] [--oracle z3|cvc5] [--save DIR]
+
+Each script declares sorts, constants, functions and predicates, asserts Boolean combinations of
+equalities, predicates, distinct and nested term-ITEs, with other logics also arithmetic or bit-vectors, pushes, pops, resets, and asks with and without
+assumptions, under random options of the search and of the theories. The oracle answers every query,
+and confirms every list of failed assumptions. With a program built with both assertion tiers, every
+conflict and explanation of the theory solver is checked by a second closure as well.
+
+A failure is shrunk, printed and, with --save, written as a script whose head tells the options. The
+exit status is 1 after a failure, and 0 with a note when there is no oracle. Python 3 standard library
+only.
+"""
+import argparse
+import os
+import random
+import shutil
+import sys
+
+import boolscript as bs
+from fuzz_scripts import parse_blocks, parse_failed, run
+
+# (name, values to draw from); small restart units, or small scripts would never restart
+OPTIONS = [
+    ('dpll.restart_strategy', (0, 1, 2, 3)),
+    ('dpll.restart_initial', (1, 2, 3, 10, 200)),
+    ('dpll.branching_random_frequency', (0, 0.001, 0.1, 0.9)),
+    ('dpll.branching_initial_phase', (0, 1, 2)),
+    ('dpll.branching_cache_phase', (0, 1, 2)),
+    ('dpll.store_tlemmas', ('true', 'false')),
+    ('dpll.pop_btpoint_reset_var_order', ('true', 'false')),
+    ('dpll.glucose_var_activity', ('true', 'false')),
+    ('dpll.glucose_learnt_minimization', ('true', 'false')),
+    ('theory.euf.dyn_ack', (0, 1, 2)),
+    ('theory.euf.dyn_ack_threshold', (1, 2, 5)),
+    ('theory.euf.dyn_ack_limit', (0, 1, 3, 1000)),
+    ('theory.eq_propagation', ('true', 'false')),
+    ('theory.pure_literal_filtering', ('true', 'false')),
+    ('theory.interface_eq_policy', (0, 1, 2)),
+    ('preprocessor.toplevel_propagation', ('true', 'false')),
+    ('preprocessor.simplification', (0, 1, 7, 23, 31)),
+    ('preprocessor.full_cnf_conversion', ('true', 'false')),
+    ('preprocessor.partial_nnf_conversion', ('true', 'false')),
+    ('random_seed', (1, 7, 12345)),
+]
+
+
+def random_options(rnd):
+    """Library options as NAME=VALUE, and flags of the program."""
+    out = ['%s=%s' % (name, rnd.choice(values)) for name, values in OPTIONS if rnd.random() < 0.25]
+    if rnd.random() < 0.3:
+        out.append('model_generation=true')
+    if rnd.random() < 0.2:
+        out.append('--shallow')
+    return out
+
+
+# What a sort of another theory adds: values, functions of it and itself, relations.
+THEORIES = {
+    'Int': (['0', '1', '2', '5', '(- 1)'], [('+', 2), ('-', 2), ('-', 1), ('* 2', 1), ('* (- 3)', 1)], ['<=', '<', '>=']),
+    'Real': (['0.0', '1.0', '2.5', '(- 1.0)'], [('+', 2), ('-', 2), ('-', 1), ('* 2.0', 1), ('* (- 0.5)', 1)],
+             ['<=', '<', '>=']),
+    '(_ BitVec 2)': (['#b00', '#b01', '#b10', '#b11'], [('bvadd', 2), ('bvmul', 2), ('bvnot', 1), ('bvand', 2)],
+                     ['bvult', 'bvsle']),
+}
+LOGICS = {'QF_UF': [], 'QF_UFLIA': ['Int'], 'QF_UFLRA': ['Real'], 'QF_UFBV': ['(_ BitVec 2)'],
+          'QF_UFLIRA': ['Int', 'Real']}
+
+
+class Generator:
+    """Terms are tuples of an operator and terms, or names."""
+
+    def __init__(self, rnd, logic):
+        self.rnd = rnd
+        self.logic = logic
+        self.sorts = ['U'] if rnd.random() < 0.5 else ['U', 'V']
+        if LOGICS[logic]:
+            self.sorts = LOGICS[logic] + (['U'] if rnd.random() < 0.4 else [])
+        self.consts = {s: ['%s%d' % (s.strip('(_ ').lower()[0], i) for i in range(rnd.randint(2, 8))] for s in self.sorts}
+        self.functions = []  # (name, argument sorts, result sort or Bool)
+        for i in range(rnd.randint(1, 4)):
+            args = tuple(rnd.choice(self.sorts) for _ in range(rnd.choice((1, 1, 2, 2, 3))))
+            self.functions.append(('f%d' % i, args, rnd.choice(self.sorts)))
+        for i in range(rnd.randint(0, 2)):
+            args = tuple(rnd.choice(self.sorts) for _ in range(rnd.choice((1, 2))))
+            self.functions.append(('p%d' % i, args, 'Bool'))
+        self.bools = ['q%d' % i for i in range(rnd.randint(2, 5))]
+        self.ites = rnd.random() < 0.5
+
+    def term(self, sort, depth):
+        rnd = self.rnd
+        values, operations, _ = THEORIES.get(sort, ((), (), ()))
+        if values and rnd.random() < 0.12:
+            return rnd.choice(values)
+        if operations and depth and rnd.random() < 0.35:
+            op, arity = rnd.choice(operations)
+            return (op,) + tuple(self.term(sort, depth - 1) for _ in range(arity))
+        fitting = [f for f in self.functions if f[2] == sort]
+        if depth == 0 or not fitting or rnd.random() < 0.3:
+            return rnd.choice(self.consts[sort])
+        if self.ites and rnd.random() < 0.15:
+            return ('ite', self.formula(1), self.term(sort, depth - 1), self.term(sort, depth - 1))
+        name, args, _ = rnd.choice(fitting)
+        return (name,) + tuple(self.term(s, depth - 1) for s in args)
+
+    def atom(self):
+        rnd = self.rnd
+        predicates = [f for f in self.functions if f[2] == 'Bool']
+        kind = rnd.random()
+        if kind < 0.15:
+            return rnd.choice(self.bools)
+        if kind < 0.3 and predicates:
+            name, args, _ = rnd.choice(predicates)
+            return (name,) + tuple(self.term(s, 2) for s in args)
+        sort = rnd.choice(self.sorts)
+        if kind < 0.35:
+            return ('distinct',) + tuple(self.term(sort, 1) for _ in range(rnd.randint(2, 4)))
+        depth = rnd.choice((0, 0, 1, 2, 3))
+        if sort in THEORIES and rnd.random() < 0.5:
+            return (rnd.choice(THEORIES[sort][2]), self.term(sort, depth), self.term(sort, rnd.choice((0, 1))))
+        return ('=', self.term(sort, depth), self.term(sort, rnd.choice((0, 1, depth))))
+
+    def formula(self, depth):
+        rnd = self.rnd
+        if depth == 0 or rnd.random() < 0.3:
+            return ('not', self.atom()) if rnd.random() < 0.4 else self.atom()
+        op = rnd.choice(('and', 'or', 'or', 'or', '=>', 'xor', '=', 'ite', 'not'))
+        arity = {'=>': 2, 'xor': 2, '=': 2, 'ite': 3, 'not': 1}.get(op) or rnd.randint(2, 4)
+        return (op,) + tuple(self.formula(depth - 1) for _ in range(arity))
+
+    def declarations(self):
+        out = ['(declare-sort %s 0)' % s for s in self.sorts if s in ('U', 'V')]
+        for s in self.sorts:
+            out += ['(declare-fun %s () %s)' % (c, s) for c in self.consts[s]]
+        out += ['(declare-fun %s (%s) %s)' % (n, ' '.join(a), r) for n, a, r in self.functions]
+        return out + ['(declare-fun %s () Bool)' % b for b in self.bools]
+
+    def run(self):
+        rnd = self.rnd
+        out, depth = [], 0
+        for _ in range(rnd.choice((6, 12, 25, 50, 80))):
+            kind = rnd.random()
+            if kind < 0.55:
+                out.append(('assert', self.formula(rnd.choice((0, 1, 1, 2, 3)))))
+            elif kind < 0.67:
+                out.append(('push', 1))
+                depth += 1
+            elif kind < 0.77 and depth:
+                n = rnd.randint(1, min(depth, 2))
+                out.append(('pop', n))
+                depth -= n
+            elif kind < 0.9:
+                out.append(('check',))
+            else:
+                out.append(('assume', tuple((b, rnd.random() < 0.5)
+                                            for b in rnd.sample(self.bools, rnd.randint(1, len(self.bools))))))
+        return out + [('check',)]
+
+
+def term_text(t):
+    return t if isinstance(t, str) else '(%s)' % ' '.join((t[0],) + tuple(map(term_text, t[1:])))
+
+
+def command_text(c):
+    return '(assert %s)' % term_text(c[1]) if c[0] == 'assert' else bs.command_text(c)
+
+
+def smaller_formulas(t):
+    """Formulas made of parts of a formula; atoms stay whole."""
+    if isinstance(t, str) or t[0] not in ('not', 'and', 'or', '=>', 'xor', 'ite'):
+        return
+    yield from t[1:]
+    for k in range(1, len(t)):
+        if t[0] in ('and', 'or') and len(t) > 3:
+            yield t[:k] + t[k + 1:]
+        for y in smaller_formulas(t[k]):
+            yield t[:k] + (y,) + t[k + 1:]
+
+
+def shrink(commands, fails):
+    while True:
+        before = commands
+        commands = bs.remove_pairs(bs.remove_chunks(commands, fails), fails)
+        i = 0
+        while i < len(commands):
+            for f in smaller_formulas(commands[i][1]) if commands[i][0] == 'assert' else ():
+                trial = commands[:i] + [('assert', f)] + commands[i + 1:]
+                if fails(trial):
+                    commands = trial
+                    break
+            else:
+                i += 1
+        if commands == before:
+            return commands
+
+
+class Checker:
+    def __init__(self, args):
+        self.args = args
+        self.queries = self.unsat = self.lists = 0
+
+    def script(self, logic, head, commands, options):
+        lines = ['(set-option :config "%s")' % o for o in options if o[0] != '-']
+        lines += ['(set-option :produce-models true)'] * ('model_generation=true' in options)
+        lines += ['(set-option :produce-unsat-assumptions true)', '(set-logic %s)' % logic] + head
+        for c in commands:
+            lines.append(command_text(c))
+            if c[0] == 'assume':
+                lines.append('(get-unsat-assumptions)')
+            if c[0] in ('check', 'assume'):
+                # a value makes the program build its model and check it
+                lines += ['(get-value (true))'] * ('model_generation=true' in options) + ['(echo "--")']
+        return '\n'.join(lines) + '\n'
+
+    def check(self, head, commands, options, count=False):
+        """Runs one script; returns None or (kind, description). Ill-formed scripts pass."""
+        depth = 0
+        for c in commands:
+            depth += {'push': 1, 'pop': -1}.get(c[0], 0) * (c[1] if c[0] in ('push', 'pop') else 0)
+            if depth < 0:
+                return None
+        asked = [c for c in commands if c[0] in ('check', 'assume')]
+        flags = [o for o in options if o[0] == '-']
+        code, out, err = run([self.args.program] + flags, self.script(self.args.logic, head, commands, options), self.args.timeout)
+        if code is None:
+            return 'hang', 'no end within %d s' % self.args.timeout
+        if code not in (0, 1) or 'Sanitizer' in err or 'runtime error' in err:
+            return 'crash', 'exit status %d: %s' % (code, err[-2000:])
+        if 'undeclared sort' in out or 'unknown symbol' in out:
+            return None  # shrunk too far
+        blocks, rest = parse_blocks(out)
+        if len(blocks) != len(asked) or rest:
+            return 'output', 'expected %d answers:\n%s' % (len(asked), out[-2000:])
+        answers, failed = [], []
+        for k, (block, cmd) in enumerate(zip(blocks, asked)):
+            if not block or block[0] not in ('sat', 'unsat'):
+                return 'output', 'query %d: %s' % (k + 1, ' / '.join(block)[:1000])
+            if 'Invalid model' in ' '.join(block):
+                return 'model', 'query %d: %s' % (k + 1, ' / '.join(block))
+            lits = None
+            if cmd[0] == 'assume' and block[0] == 'unsat':
+                lits = parse_failed([x for x in block[1:] if not x.startswith('(error')])
+                if lits is None or not set(lits) <= set(cmd[1]):
+                    return 'failed-list', 'query %d: not a list of given assumptions: %s' % (k + 1, ' '.join(block[1:]))
+            answers.append(block[0])
+            failed.append(lits)
+        if count:
+            self.queries += len(answers)
+            self.unsat += answers.count('unsat')
+            self.lists += len([x for x in failed if x is not None])
+        return self.ask_oracle(head, commands, answers, failed)
+
+    def ask_oracle(self, head, commands, answers, failed):
+        lines, expect, k = ['(set-logic %s)' % self.args.logic] + head, [], 0
+        for c in commands:
+            lines.append(command_text(c))
+            if c[0] in ('check', 'assume'):
+                expect.append((k, answers[k]))
+                if failed[k] is not None:
+                    lines += ['(push 1)'] + ['(assert %s)' % bs.literal_text(*x) for x in failed[k]] + \
+                        ['(check-sat)', '(pop 1)']
+                    expect.append((k, 'unsat'))
+                k += 1
+        oracle = [self.args.oracle] + (['-smt2', '-in'] if 'z3' in self.args.oracle else
+                                       ['-q', '--lang', 'smt2', '--incremental'])
+        code, out, err = run(oracle, '\n'.join(lines) + '\n', self.args.timeout * 3)
+        got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
+        if code is None or '(error' in out or len(got) != len(expect):
+            return 'oracle', 'the oracle did not answer: ' + (out + err)[:1000]
+        for (k, want), have in zip(expect, got):
+            if have != want:
+                return 'answer', 'query %d: expected by the program %s, the oracle says %s' % (k + 1, want, have)
+        return None
+
+
+def main():
+    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    ap.add_argument('--program', required=True)
+    ap.add_argument('--count', type=int, default=200)
+    ap.add_argument('--seed', type=int, default=1)
+    ap.add_argument('--logic', default='QF_UF', choices=sorted(LOGICS))
+    ap.add_argument('--oracle', default='z3', help='z3 or cvc5')
+    ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
+    ap.add_argument('--no-options', action='store_true', help='always the default options')
+    ap.add_argument('--max-failures', type=int, default=5)
+    ap.add_argument('--save', help='folder for shrunk failures')
+    args = ap.parse_args()
+    args.oracle = shutil.which(args.oracle)
+    if not args.oracle:
+        print('no oracle program, nothing tested')
+        return
+    sys.setrecursionlimit(10000)
+    checker = Checker(args)
+    failures = 0
+    for i in range(args.count):
+        rnd = random.Random('%d %d' % (args.seed, i))
+        gen = Generator(rnd, args.logic)
+        head, commands = gen.declarations(), gen.run()
+        options = [] if args.no_options else random_options(rnd)
+        found = checker.check(head, commands, options, count=True)
+        if not found:
+            continue
+        failures += 1
+        kind = found[0]
+
+        def fails(trial, opts=options, start=head):
+            again = checker.check(start, trial, opts)
+            return again is not None and again[0] == kind
+        commands = shrink(commands, fails)
+        options = bs.remove_chunks(options, lambda o: fails(commands, o))
+        head = bs.remove_chunks(head, lambda h: fails(commands, options, h))
+        found = checker.check(head, commands, options) or found
+        flags = ' '.join(o for o in options if o[0] == '-')
+        text = '; %s: %s\n' % (kind, found[1].replace('\n', '\n; ')) + \
+            '; script %d of seed %d%s\n' % (i, args.seed, ', program called with ' + flags if flags else '') + \
+            checker.script(args.logic, head, commands, options)
+        print('FAILURE\n' + text, flush=True)
+        if args.save:
+            os.makedirs(args.save, exist_ok=True)
+            with open(os.path.join(args.save, 'uf_%d_%d.smt2' % (args.seed, i)), 'w') as f:
+                f.write(text)
+        if failures >= args.max_failures:
+            break
+    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions; %d failures'
+          % (i + 1, checker.queries, checker.unsat, checker.lists, failures))
+    sys.exit(1 if failures else 0)
+
+
+if __name__ == '__main__':
+    main()

@@ -1,0 +1,42 @@
+; If-then-elses of words: the conditions are shared with the formula around them, and live in scopes.
+(set-option :produce-models true)
+(set-logic QF_BV)
+(declare-const p Bool)
+(declare-const x (_ BitVec 8))
+(declare-const y (_ BitVec 8))
+(define-fun max ((a (_ BitVec 8)) (b (_ BitVec 8))) (_ BitVec 8) (ite (bvult a b) b a))
+(push 1)
+(assert (distinct (max x y) (max y x)))
+(check-sat)
+; expect: unsat
+(pop 1)
+(push 1)
+(declare-const q Bool)
+(assert (= (ite (and p (not q)) x y) #x11))
+(assert (= (ite (xor p q) y x) #x22))
+(push 1)
+(assert p)
+(check-sat-assuming (q))
+; expect: sat
+(get-value (x y))
+; expect: ((x (_ bv34 8))
+; expect:  (y (_ bv17 8)))
+(check-sat-assuming ((not q)))
+; expect: sat
+(get-value (x y))
+; expect: ((x (_ bv17 8))
+; expect:  (y (_ bv34 8)))
+(pop 1)
+(assert (= x y))
+(check-sat)
+; expect: unsat
+(pop 1)
+; the same condition again, after its scope is gone
+(assert (= (ite p x y) #x11))
+(assert (= (ite p y x) #x22))
+(assert (= x #x22))
+(check-sat)
+; expect: sat
+(get-value (p y))
+; expect: ((p false)
+; expect:  (y (_ bv17 8)))

@@ -1,0 +1,32 @@
+; Integers and reals in one form.
+(set-option :produce-models true)
+(declare-const i Int)
+(declare-const j Int)
+(declare-const r Real)
+(push 1)
+(assert (= (to_real i) (+ (to_real j) r)))
+(assert (< 0.0 r 1.0))
+(check-sat)
+; expect: unsat
+(pop 1)
+(push 1)
+(assert (= (/ (to_real i) 2.0) r))
+(assert (< 0.0 r 1.0))
+(check-sat)
+; expect: sat
+(get-value (i r))
+; expect: ((i 1)
+; expect:  (r (/ 1 2)))
+(pop 1)
+(push 1)
+(assert (= (to_int r) 3))
+(assert (not (is_int r)))
+(assert (< 3.5 r))
+(check-sat)
+; expect: sat
+(get-value ((and (< 3.5 r) (< r 4.0))))
+; expect: (((and (< 3.5 r) (< r 4.0)) true))
+(assert (= r (to_real i)))
+(check-sat)
+; expect: unsat
+(pop 1)
