@@ -114,7 +114,9 @@ TEST(ClausePool, pieces_never_overlap_and_are_reused)
             live.pop_back();
         }
     }
-    EXPECT_GT(reused, ClausePool::max_pooled > 0 ? 5000U : 0U);
+    if (ClausePool::max_pooled > 0) { // under the address sanitizer nothing is pooled
+        EXPECT_GT(reused, 5000U);
+    }
 }
 
 TEST(Heap, random_changes_keep_the_order)

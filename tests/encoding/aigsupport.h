@@ -12,7 +12,7 @@
 
 namespace tarq {
 
-/// The value of `a` where variable i (from 1) is bit i - 1 of `inputs`.
+/// The value of `a` where variable i (from 1) is bit i - 1 of `inputs`; those past 64 are false.
 inline bool evaluate(const AigManager& m, Aig a, uint64_t inputs)
 {
     AigEvaluator evaluator(&m);
@@ -20,7 +20,8 @@ inline bool evaluate(const AigManager& m, Aig a, uint64_t inputs)
         if (!m.is_var(Aig(id, false))) {
             return false;
         }
-        *value = (inputs >> (m.var(Aig(id, false)) - 1) & 1) != 0;
+        const auto bit = static_cast<unsigned>(m.var(Aig(id, false)) - 1);
+        *value = bit < 64 && (inputs >> bit & 1) != 0;
         return true;
     });
 }

@@ -60,7 +60,7 @@ QNumber value_of(const DiophantineSystem& s, const la::Equation& f, int shift)
     for (const la::VarCoeff& t : e.form.terms()) {
         EXPECT_FALSE(s.has_substitution(t.var));
         EXPECT_TRUE(t.coeff.is_int());
-        v += t.coeff * QNumber((t.var * shift) % 7);
+        v += t.coeff * QNumber((t.var % 7 * shift) % 7);
     }
     return v;
 }
