@@ -947,8 +947,8 @@ int tarq_model_iterator_next(tarq_model_iterator i, tarq_term* t, tarq_term* v);
 void tarq_destroy_model_iterator(tarq_model_iterator i);
 /// Finds models that differ in the values of the given terms, which are of type Bool or have
 /// numbers for values, until there is none left or the callback stops. Each model is excluded by a
-/// formula that stays asserted; push a backtrack point first to get rid of them. returns  how many
-/// were found, -1 on failure
+/// formula that stays asserted; push a backtrack point first to get rid of them.
+/// returns  how many were found, -1 on failure
 int tarq_solve_diversify(tarq_env e, const tarq_term* diversifiers, size_t num_diversifiers,
                          tarq_solve_diversify_model_callback func, void* user_data);
 

@@ -22,8 +22,7 @@ public:
     void load_file(const std::string& name);
     /// Sets one option; of two settings of the same option the later one counts.
     /// throws  the errors of the library for an unknown option, a bad value, or a value that it
-    /// does
-    ///         not support; nothing is changed then
+    ///         does not support; nothing is changed then
     void set(const std::string& name, const std::string& value);
     /// The same, below the file and everything set by `set`, in whatever order they come.
     void set_default(const std::string& name, const std::string& value);

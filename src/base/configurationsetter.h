@@ -69,8 +69,7 @@ public:
 
     /// Reads a configuration text into the sections; names and values are not looked at yet.
     /// throws  OptionParser::error "bad format of configuration file" with the offending line as
-    /// the
-    ///         option, or "can't read the configuration file", with the sections unchanged
+    ///         the option, or "can't read the configuration file", with the sections unchanged
     void load(std::istream& in, int priority = TEXT_PRIORITY);
     /// Reads the built-in text.
     void load_default();
@@ -91,9 +90,8 @@ public:
     ///                               1: proof_generation on; 2: dpll.store_tlemmas on
     /// The effects override an explicit value, except for dpll.store_tlemmas.
     /// throws  OptionParser::error "invalid value for option NAME" for the first value out of
-    /// range,
-    ///         with *c unchanged; warning as parse_active_config() does, after a complete transfer
-    ///         of the valid options
+    ///         range, with *c unchanged; warning as parse_active_config() does, after a complete
+    ///         transfer of the valid options
     void update_config(Configuration* c);
 
     /// Shows the options with their values in *c to a printer, group by group, except those that

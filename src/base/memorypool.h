@@ -25,8 +25,7 @@ public:
     static constexpr size_t MAX_BLOCK_ITEMS = 8192;
 
     /// item_size  bytes of an item; rounded up to a multiple of the pointer size. A type's sizeof
-    /// is
-    ///            a multiple of its alignment, so items are aligned for it up to 16 bytes.
+    ///            is a multiple of its alignment, so items are aligned for it up to 16 bytes.
     explicit MemoryPool(size_t item_size)
         : item_size_((std::max(item_size, sizeof(FreeItem)) + sizeof(FreeItem) - 1) /
                      sizeof(FreeItem) * sizeof(FreeItem))

@@ -157,8 +157,9 @@ private:
 };
 
 /// Makes a clause over a copy of the n literals at `lits`, with one reference, LBD 0, and activity
-/// 0 or the abstraction of the literals. extension  room for the preprocessor's words, state 0 and
-/// guard -1 throws     Exception "max clause size exceeded (size: N, max: 16777215)"
+/// 0 or the abstraction of the literals.
+/// extension  room for the preprocessor's words, state 0 and guard -1
+/// throws     Exception "max clause size exceeded (size: N, max: 16777215)"
 Clause* Clause_new(ClausePool& pool, const Lit* lits, size_t n, uint32_t id, bool learnt,
                    bool theory, bool extension);
 

@@ -31,8 +31,9 @@ public:
     /// tm                    strips negations
     /// solver                where clauses go
     /// polarity              asked for initial phases under `dpll.branching_initial_phase` 2; may
-    /// be null initial_phase         the value of that option keep_dropped_clauses  end_clause
-    /// returns an object also for a clause that the engine dropped
+    ///                       be null
+    /// initial_phase         the value of that option
+    /// keep_dropped_clauses  end_clause returns an object also for a clause that the engine dropped
     DpllClauseSink(TermManager* tm, DpllSolver* solver, const PolarityChecker* polarity,
                    int initial_phase, bool keep_dropped_clauses);
     virtual ~DpllClauseSink();

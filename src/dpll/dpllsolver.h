@@ -43,16 +43,13 @@ class PreprocessorHook;
 /// Owns variables, clauses and trail. Borrows all collaborators; each may be null.
 ///
 /// Invariants
-///   1. Between checks the decision level is at most the number of backtrack points, and level i +
-///   1
-///      is that of point i.
+///   1. Between checks the decision level is at most the number of backtrack points, and level
+///      i + 1 is that of point i.
 ///   2. A clause of two or more literals in `clauses` or `learnts` is watched by its first two; at
-///   a
-///      fixpoint of propagation no clause has all literals false.
+///      a fixpoint of propagation no clause has all literals false.
 ///   3. A reason has its implied literal first, but for binary clauses; reason_of puts that right.
 ///   4. Every clause over a variable newer than a point holds the negation of that or a newer
-///   point.
-///      So what holds at level 0 about older variables survives the pop.
+///      point. So what holds at level 0 about older variables survives the pop.
 ///   5. Exceptions out of solve (termination test, theory side) leave the engine as after an
 ///      undecided check: usable, with no search level open.
 class DpllSolver {
@@ -142,8 +139,7 @@ public:
     /// theory_clause  the clause is marked as the theories', and false literals stay in it
     /// tell_ghost     the ghost filter tracks the clause
     /// returns        the clause object, or null when none was made: satisfied, or reduced to a
-    /// unit or
-    ///                to nothing, or the engine is unsat already. Borrowed; see Clause
+    ///                unit or to nothing, or the engine is unsat already. Borrowed; see Clause
     virtual dpll::Clause* add_clause_inplace(std::vector<dpll::Lit>& lits, bool theory_clause,
                                              bool tell_ghost);
     /// Adds a clause of the problem; for clients without interest in the object.
@@ -205,8 +201,7 @@ public:
     const std::vector<dpll::Clause*>& get_theory_lemmas() const { return stored_tlemmas_; }
 
     // -- Collaborators; borrowed, may be null. Theory side, preprocessor and ghost filter are to be
-    // set
-    //    before the first variable.
+    //    set before the first variable.
 
     void set_theory_manager(dpll::TheoryHook* t) { theory_manager_ = t; }
     void set_preprocessor(dpll::PreprocessorHook* p) { preprocessor_ = p; }

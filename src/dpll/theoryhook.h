@@ -18,8 +18,7 @@ namespace tarq::dpll {
 ///   1. `tell_atom` once for every variable at its creation, at any level; `retract_atom` for every
 ///      variable that a pop of a backtrack point removes, newest first.
 ///   2. `new_decision_level` at each new level and `cancel_until` before each undo, also with a
-///   level
-///      at or above the current one, which only clears a pending conflict. Push and pop of
+///      level at or above the current one, which only clears a pending conflict. Push and pop of
 ///      backtrack points may come at any level without a search decision.
 ///   3. After Boolean propagation without conflict, with all backtrack points open: `do_assume` for
 ///      the new trail literals that a theory wants, then `check_approx`, or `check_complete` when

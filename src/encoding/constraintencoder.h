@@ -63,8 +63,7 @@ public:
     /// `f` with simpler term-ITEs and all axioms conjoined. Linear in the distinct nodes of `f` and
     /// of the axioms.
     /// throws  ConstraintEncoder::error "can't perform Term-ITE simplifications because they are
-    /// not
-    ///         enabled in the TermManager", TerminationTest::terminated
+    ///         not enabled in the TermManager", TerminationTest::terminated
     const Term_* operator()(const Term_* f);
     /// The same, with the axioms appended to `axioms` instead; returns the simplified formula.
     const Term_* encode(const Term_* f, TermVector& axioms);

@@ -45,29 +45,6 @@ public:
     }
 };
 
-/// Switches typechecking and simplification off, and back to what they were.
-class RawConstruction {
-public:
-    explicit RawConstruction(TermManager* tm)
-        : tm_(tm), typecheck_(tm->get_typecheck()), simplify_(tm->get_simplify())
-    {
-        tm->set_typecheck(false);
-        tm->set_simplify(false);
-    }
-    RawConstruction(const RawConstruction&) = delete;
-    RawConstruction& operator=(const RawConstruction&) = delete;
-    ~RawConstruction()
-    {
-        tm_->set_typecheck(typecheck_);
-        tm_->set_simplify(simplify_);
-    }
-
-private:
-    TermManager* tm_;
-    bool typecheck_;
-    bool simplify_;
-};
-
 class GlobalRewriteRule_leq_geq_eq : public TermNormalizer::global_norm_fun {
 public:
     SymbolTag::tag get_applicant() const override { return SymbolTag::AND; }
@@ -110,7 +87,8 @@ public:
         if (!changed) {
             return false;
         }
-        RawConstruction raw(tm);
+        const auto unchecked = tm->typecheck_in_scope(false);
+        const auto plain = tm->simplify_in_scope(false);
         for (const Term_* x : bounds) {
             if (!used[x]) {
                 result = tm->is_true(result) ? x : tm->make_and(result, x);

@@ -75,19 +75,7 @@ bool ToplevelPropagator::is_allowed_type(const Term_* lhs, const Term_* rhs) con
 
 const Term_* ToplevelPropagator::operator()(const Term_* f, int limit)
 {
-    class TypecheckOff {
-    public:
-        explicit TypecheckOff(TermManager* tm) : tm_(tm), old_(tm->get_typecheck())
-        {
-            tm->set_typecheck(false);
-        }
-        ~TypecheckOff() { tm_->set_typecheck(old_); }
-
-    private:
-        TermManager* tm_;
-        bool old_;
-    } const typecheck_off(tm_);
-
+    const auto unchecked = tm_->typecheck_in_scope(false);
     TermCache older;
     const Term_* cur = perform_substitutions(f, older);
     collect_constants(cur);

@@ -166,9 +166,10 @@ public:
 
     /// Finds models that differ in the values of `diversifiers`, until there is none left or the
     /// hook has enough. Each model is excluded by an asserted formula, which stays: push first to
-    /// get rid of them. Without diversifiers nothing is excluded. diversifiers  of type Bool or
-    /// with numbers for values result        how many were found throws        as check();
-    /// Environment::error "model generation must be enabled for
+    /// get rid of them. Without diversifiers nothing is excluded.
+    /// diversifiers  of type Bool or with numbers for values
+    /// result        how many were found
+    /// throws        as check(); Environment::error "model generation must be enabled for
     ///               diversification"; Exception "bad model value for diversifier: " and the term
     int diversify(ModelFoundHook& hook, TermArgs diversifiers);
 

@@ -6,14 +6,13 @@ namespace tarq {
 
 class Environment::CheckScope {
 public:
-    explicit CheckScope(Environment& env) : env_(env), typecheck_(env.tm_->get_typecheck())
+    explicit CheckScope(Environment& env)
+        : env_(env), unchecked_(env.tm_->typecheck_in_scope(false))
     {
-        env_.tm_->set_typecheck(false);
     }
 
     ~CheckScope()
     {
-        env_.tm_->set_typecheck(typecheck_);
         if (!done_) {
             // The engine may stand inside a search, and formulas may be counted as processed that
             // it never got. Marking the whole stack as new also makes a pop leave the engine alone.
@@ -36,7 +35,7 @@ public:
 
 private:
     Environment& env_;
-    bool typecheck_;
+    ScopedValue<bool> unchecked_; // internal terms need no type checks
     bool done_ = false;
 };
 

@@ -22,8 +22,8 @@ namespace tarq {
 ///
 /// Invariants:
 /// 1. NaN is one value: sign 1, exponent all ones, fraction 1. Only `packed_next` can leave it,
-/// when
-///    it steps beyond an end of the line; such a result must be tested with `is_nan` and not kept.
+///    when it steps beyond an end of the line; such a result must be tested with `is_nan` and not
+///    kept.
 /// 2. The word lies in `word_` for the representations FLOAT32 and FLOAT64, in `bits_` for PACKED;
 ///    the other field is 0.
 ///

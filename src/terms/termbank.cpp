@@ -61,8 +61,7 @@ const Term_* TermBank::make_term(const Symbol* symbol, TermArgs children)
 }
 
 /// N  the number of children, or SIZE_MAX for any. The shorter the way to the bucket, the more
-/// calls
-///    overlap in waiting for memory.
+///    calls overlap in waiting for memory.
 template <size_t N>
 inline const Term_* TermBank::intern(const Symbol* symbol, TermArgs args)
 {

@@ -5,6 +5,7 @@
 #include "base/exception.h"
 #include "base/hashmap.h"
 #include "base/hashset.h"
+#include "base/scopedvalue.h"
 #include "terms/freevariablemap.h"
 #include "terms/numbers.h"
 #include "terms/signature.h"
@@ -58,8 +59,12 @@ public:
     /// Whether constructors check types; on at first. Off while a check builds internal terms.
     void set_typecheck(bool on) { typecheck_ = on; }
     bool get_typecheck() const { return typecheck_; }
+    /// Sets it until the end of the block that holds the result.
+    [[nodiscard]] ScopedValue<bool> typecheck_in_scope(bool on) { return {&typecheck_, on}; }
     /// Whether constructors call the simplifier; off at first.
     void set_simplify(bool on) { simplify_ = on; }
+    /// Sets it until the end of the block that holds the result.
+    [[nodiscard]] ScopedValue<bool> simplify_in_scope(bool on) { return {&simplify_, on}; }
     bool get_simplify() const { return simplify_; }
     /// simplifier  borrowed; null for none
     void set_simplifier(TermSimplifier* simplifier) { simplifier_ = simplifier; }
@@ -404,8 +409,7 @@ public:
     const Term_* make_number(const QNumber& q);
     /// The bit-vector of `width` bits whose unsigned value is q.
     /// throws  error "can't make a bv number from a negative number: ", "can't make a bv number
-    /// from
-    ///         a fractional number: ", "the number " q " doesn't fit in " width " bits"
+    ///         from a fractional number: ", "the number " q " doesn't fit in " width " bits"
     const Term_* make_bv_number(const QNumber& q, size_t width);
     /// The float with this IEEE bit pattern of exp + mant + 1 bits. All patterns of NaN give one
     /// term.

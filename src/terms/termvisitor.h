@@ -54,8 +54,7 @@ public:
 
     /// Walks t.
     /// clear  when false, the marks stay, so that the next walk of this visitor leaves out what
-    /// this
-    ///        one has finished; they are cleared by `clear` or with the visitor
+    ///        this one has finished; they are cleared by `clear` or with the visitor
     /// Returns false if the callback ended the walk. Linear in the size of the graph with `once`.
     bool visit(const Term_* t, bool clear = true)
     {

@@ -102,9 +102,9 @@ public:
 
     /// Declares `sub` a direct subtype of `super`.
     /// throws  error, with nothing changed: "the special application type can't occur in the
-    /// subtype
-    ///         relation"; the text of `sub` and " is already a subtype of another type"; the texts
-    ///         of `super` and `sub` around " is a subtype of " if the relation would be circular
+    ///         subtype relation"; the text of `sub` and " is already a subtype of another type";
+    ///         the texts of `super` and `sub` around " is a subtype of " if the relation would be
+    ///         circular
     void set_subtype(const DataType* super, const DataType* sub);
     /// Whether every value of `a` is one of `b`: the same type, a chain of declared supertypes from
     /// `a` to `b`, or compound types of equal length whose components are subtypes in turn.

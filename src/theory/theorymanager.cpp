@@ -2,6 +2,7 @@
 #include "theory/theorymanager.h"
 
 #include "base/logger.h"
+#include "base/scopedvalue.h"
 #include "base/terminationtest.h"
 #include "dpll/dpllsolver.h"
 #include "encoding/polaritychecker.h"
@@ -359,15 +360,7 @@ unsigned TheoryManager::get_lemma(std::vector<Lit>& out, bool* keep, bool* perma
     const int dep_var = info.flags & LEMMA_HAS_DEP ? engine_->proxy_for_term(info.dep_atom) : -1;
     log_literals("Lemma:", clause);
     dump_tlemma(tlit_Undef, clause, true);
-    struct Suspension {
-        explicit Suspension(bool* flag) : flag(flag), before(*flag) {}
-        Suspension(const Suspension&) = delete;
-        Suspension& operator=(const Suspension&) = delete;
-        ~Suspension() { *flag = before; }
-        bool* flag;
-        bool before;
-    } suspension(&detection_suspended_);
-    detection_suspended_ = (info.flags & LEMMA_NO_TCOMB) != 0;
+    const ScopedValue<bool> suspension(&detection_suspended_, info.flags & LEMMA_NO_TCOMB);
     for (TheoryLit l : clause) {
         out.emplace_back(proxy_of_lemma_atom(l, info, dep_var), l.is_neg());
     }

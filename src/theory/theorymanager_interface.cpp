@@ -1,5 +1,6 @@
 // Terms shared between theories, and the equalities between them.
 #include "base/logger.h"
+#include "base/scopedvalue.h"
 #include "base/terminationtest.h"
 #include "dpll/dpllsolver.h"
 #include "encoding/polaritychecker.h"
@@ -344,13 +345,7 @@ int TheoryManager::generate_interface_equalities(bool* generated)
     } else {
         collect_mismatches(batch);
     }
-    struct Suspension {
-        explicit Suspension(bool* flag) : flag(flag) { *flag = true; }
-        Suspension(const Suspension&) = delete;
-        Suspension& operator=(const Suspension&) = delete;
-        ~Suspension() { *flag = false; }
-        bool* flag;
-    } suspension(&detection_suspended_);
+    const ScopedValue<bool> suspension(&detection_suspended_, true);
     const size_t extra = add_extra_equalities(changed);
     int level = -1;
     const size_t necessary = activate(batch, &level);

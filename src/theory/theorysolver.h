@@ -105,8 +105,7 @@ public:
     virtual bool assume(TheoryEq*) { return true; }
     /// Returns false for a conflict.
     /// approx  the assignment is partial, a cheap sufficient test will do; otherwise the answer
-    /// true
-    ///         means consistent, or there are lemmas that make progress
+    ///         true means consistent, or there are lemmas that make progress
     virtual bool check(bool) { return true; }
     /// After false: appends literals, all assumed true, that are inconsistent together. No
     /// equality of another solver is left unexplained in it.

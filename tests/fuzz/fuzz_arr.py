@@ -9,13 +9,7 @@ elements are of uninterpreted sorts, integers, or bit-vectors so narrow that all
 
 Failures are shrunk, printed and saved as by fuzz_uf.py. Python 3 standard library only.
 """
-import argparse
-import os
-import random
-import shutil
-import sys
 
-import boolscript as bs
 import fuzz_uf
 
 OPTIONS = fuzz_uf.OPTIONS + [
@@ -64,60 +58,5 @@ class Generator(fuzz_uf.Generator):
         return super().term(sort, depth)
 
 
-def main():
-    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    ap.add_argument('--program', required=True)
-    ap.add_argument('--count', type=int, default=200)
-    ap.add_argument('--seed', type=int, default=1)
-    ap.add_argument('--oracle', default='z3', help='z3 or cvc5')
-    ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
-    ap.add_argument('--no-options', action='store_true', help='always the default options')
-    ap.add_argument('--max-failures', type=int, default=5)
-    ap.add_argument('--save', help='folder for shrunk failures')
-    args = ap.parse_args()
-    args.logic = 'ALL'
-    args.oracle = shutil.which(args.oracle)
-    if not args.oracle:
-        print('no oracle program, nothing tested')
-        return
-    sys.setrecursionlimit(10000)
-    checker = fuzz_uf.Checker(args)
-    failures = 0
-    for i in range(args.count):
-        rnd = random.Random('%d %d' % (args.seed, i))
-        gen = Generator(rnd, args.logic)
-        head, commands = gen.declarations(), gen.run()
-        options = [] if args.no_options else \
-            ['%s=%s' % (name, rnd.choice(values)) for name, values in OPTIONS if rnd.random() < 0.2]
-        if not args.no_options and rnd.random() < 0.15:
-            options.append('--shallow')
-        found = checker.check(head, commands, options, count=True)
-        if not found:
-            continue
-        failures += 1
-
-        def fails(trial, opts=options, start=head):
-            again = checker.check(start, trial, opts)
-            return again is not None and again[0] == found[0]
-        commands = fuzz_uf.shrink(commands, fails)
-        options = bs.remove_chunks(options, lambda o: fails(commands, o))
-        head = bs.remove_chunks(head, lambda h: fails(commands, options, h))
-        found = checker.check(head, commands, options) or found
-        flags = ' '.join(o for o in options if o[0] == '-')
-        text = '; %s: %s\n; script %d of seed %d%s\n' % (
-            found[0], found[1].replace('\n', '\n; '), i, args.seed, ', program called with ' + flags if flags else '')
-        text += checker.script(args.logic, head, commands, options)
-        print('FAILURE\n' + text, flush=True)
-        if args.save:
-            os.makedirs(args.save, exist_ok=True)
-            with open(os.path.join(args.save, 'arr_%d_%d.smt2' % (args.seed, i)), 'w') as f:
-                f.write(text)
-        if failures >= args.max_failures:
-            break
-    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions; %d failures'
-          % (i + 1, checker.queries, checker.unsat, checker.lists, failures))
-    sys.exit(1 if failures else 0)
-
-
 if __name__ == '__main__':
-    main()
+    fuzz_uf.main(__doc__, 'arr', ['ALL'], Generator, OPTIONS)

@@ -47,12 +47,10 @@ OPTIONS = [
 ]
 
 
-def random_options(rnd):
+def random_options(rnd, rows):
     """Library options as NAME=VALUE, and flags of the program."""
-    out = ['%s=%s' % (name, rnd.choice(values)) for name, values in OPTIONS if rnd.random() < 0.25]
-    if rnd.random() < 0.3:
-        out.append('model_generation=true')
-    if rnd.random() < 0.2:
+    out = ['%s=%s' % (name, rnd.choice(values)) for name, values in rows if rnd.random() < 0.2]
+    if rnd.random() < 0.15:
         out.append('--shallow')
     return out
 
@@ -275,14 +273,25 @@ class Checker:
         return None
 
 
-def main():
-    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+def main(doc, tag, logics, make_generator, options=OPTIONS, make_checker=Checker, may_hang=lambda gen: False):
+    """The command line of a fuzzer.
+
+    doc             its help
+    tag             begins the names of saved files
+    logics          the first is the default
+    make_generator  of (random source, logic): declarations() and run() give a script
+    options         rows to draw library options from
+    make_checker    of the parsed arguments
+    may_hang        whether a script of that generator need not end
+    """
+    ap = argparse.ArgumentParser(description=doc, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument('--program', required=True)
     ap.add_argument('--count', type=int, default=200)
     ap.add_argument('--seed', type=int, default=1)
-    ap.add_argument('--logic', default='QF_UF', choices=sorted(LOGICS))
+    ap.add_argument('--logic', default=logics[0], choices=logics)
     ap.add_argument('--oracle', default='z3', help='z3 or cvc5')
     ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
+    ap.add_argument('--models', action='store_true', help='check values of constants, too, where the fuzzer can')
     ap.add_argument('--no-options', action='store_true', help='always the default options')
     ap.add_argument('--max-failures', type=int, default=5)
     ap.add_argument('--save', help='folder for shrunk failures')
@@ -292,41 +301,45 @@ def main():
         print('no oracle program, nothing tested')
         return
     sys.setrecursionlimit(10000)
-    checker = Checker(args)
-    failures = 0
+    checker = make_checker(args)
+    failures = hangs = 0
     for i in range(args.count):
         rnd = random.Random('%d %d' % (args.seed, i))
-        gen = Generator(rnd, args.logic)
+        gen = make_generator(rnd, args.logic)
         head, commands = gen.declarations(), gen.run()
-        options = [] if args.no_options else random_options(rnd)
-        found = checker.check(head, commands, options, count=True)
+        chosen = [] if args.no_options else random_options(rnd, options)
+        found = checker.check(head, commands, chosen, count=True)
         if not found:
+            continue
+        if found[0] in ('hang', 'oracle') and may_hang(gen):
+            hangs += 1
             continue
         failures += 1
         kind = found[0]
 
-        def fails(trial, opts=options, start=head):
+        def fails(trial, opts=chosen, start=head):
             again = checker.check(start, trial, opts)
             return again is not None and again[0] == kind
         commands = shrink(commands, fails)
-        options = bs.remove_chunks(options, lambda o: fails(commands, o))
-        head = bs.remove_chunks(head, lambda h: fails(commands, options, h))
-        found = checker.check(head, commands, options) or found
-        flags = ' '.join(o for o in options if o[0] == '-')
+        chosen = bs.remove_chunks(chosen, lambda o: fails(commands, o))
+        head = bs.remove_chunks(head, lambda h: fails(commands, chosen, h))
+        found = checker.check(head, commands, chosen) or found
+        flags = ' '.join(o for o in chosen if o[0] == '-')
         text = '; %s: %s\n' % (kind, found[1].replace('\n', '\n; ')) + \
             '; script %d of seed %d%s\n' % (i, args.seed, ', program called with ' + flags if flags else '') + \
-            checker.script(args.logic, head, commands, options)
+            checker.script(args.logic, head, commands, chosen)
         print('FAILURE\n' + text, flush=True)
         if args.save:
             os.makedirs(args.save, exist_ok=True)
-            with open(os.path.join(args.save, 'uf_%d_%d.smt2' % (args.seed, i)), 'w') as f:
+            with open(os.path.join(args.save, '%s_%d_%d.smt2' % (tag, args.seed, i)), 'w') as f:
                 f.write(text)
         if failures >= args.max_failures:
             break
-    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions; %d failures'
-          % (i + 1, checker.queries, checker.unsat, checker.lists, failures))
+    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models, %d endless ones not '
+          'decided in time; %d failures' % (i + 1, checker.queries, checker.unsat, checker.lists,
+                                            getattr(checker, 'models', 0), hangs, failures))
     sys.exit(1 if failures else 0)
 
 
 if __name__ == '__main__':
-    main()
+    main(__doc__, 'uf', ['QF_UF'] + sorted(LOGICS.keys() - {'QF_UF'}), Generator)

@@ -224,7 +224,7 @@ bool Solver::check_read(const Term_* read)
 {
     const Term_* index = representative(read->child(1));
     const Term_* value = representative(read);
-    return walk(classes_, read, [&](const Term_* c) {
+    return walk(classes_, read->child(0), read->child(1), [&](const Term_* c) {
         const Class& members = classes_[c];
         for (const Term_* s : members.reads) {
             if (representative(s->child(1)) == index && representative(s) != value) {
@@ -260,12 +260,7 @@ bool Solver::check_read(const Term_* read)
 /// The plain term: the usual construction would look through the array.
 const Term_* Solver::make_read(const Term_* array, const Term_* index)
 {
-    struct Guard {
-        TermManager* tm;
-        bool simplify;
-        ~Guard() { tm->set_simplify(simplify); }
-    } guard{tm_, tm_->get_simplify()};
-    tm_->set_simplify(false);
+    const auto plain = tm_->simplify_in_scope(false);
     return tm_->make_array_read(array, index);
 }
 

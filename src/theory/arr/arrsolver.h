@@ -75,10 +75,12 @@ public:
 
     /// The classes of all arrays, by representative, as they are now.
     void group(hsh::HashMap<const Term_*, Class>& classes, TermVector& order) const;
-    /// Calls f(representative) for each class that the value of a read is visible in.
-    /// Returns false when f does, which ends the walk.
+    /// Calls f(representative) for each class that what `array` holds at `index` is visible in; with
+    /// null for the index, for each class that writes connect with it. Returns false when f does,
+    /// which ends the walk.
     template <class F>
-    bool walk(hsh::HashMap<const Term_*, Class>& classes, const Term_* read, F&& f);
+    bool walk(hsh::HashMap<const Term_*, Class>& classes, const Term_* array, const Term_* index,
+              F&& f);
     const Term_* representative(const Term_* t) const;
 
     std::vector<std::pair<std::string, std::string>> get_stats() const;
@@ -165,9 +167,13 @@ private:
 };
 
 template <class F>
-bool Solver::walk(hsh::HashMap<const Term_*, Class>& classes, const Term_* read, F&& f)
+bool Solver::walk(hsh::HashMap<const Term_*, Class>& classes, const Term_* array,
+                  const Term_* index, F&& f)
 {
-    const Term_* index = representative(read->child(1));
+    const Term_* stop = index ? representative(index) : nullptr;
+    const auto is_passed = [&](const Term_* write) {
+        return !stop || representative(write->child(1)) != stop;
+    };
     visited_.clear();
     queue_.clear();
     const auto enter = [&](const Term_* class_, const Term_* from, const Term_* write, bool down) {
@@ -175,7 +181,7 @@ bool Solver::walk(hsh::HashMap<const Term_*, Class>& classes, const Term_* read,
             queue_.push_back(class_);
         }
     };
-    enter(representative(read->child(0)), nullptr, nullptr, false);
+    enter(representative(array), nullptr, nullptr, false);
     for (size_t i = 0; i < queue_.size(); ++i) { // grows meanwhile
         const Term_* c = queue_[i];
         if (!f(c)) {
@@ -183,12 +189,12 @@ bool Solver::walk(hsh::HashMap<const Term_*, Class>& classes, const Term_* read,
         }
         const Class& members = classes[c];
         for (const Term_* w : members.writes) {
-            if (representative(w->child(1)) != index) {
+            if (is_passed(w)) {
                 enter(representative(w->child(0)), c, w, true);
             }
         }
         for (const Term_* w : members.writes_over) {
-            if (representative(w->child(1)) != index) {
+            if (is_passed(w)) {
                 enter(representative(w), c, w, false);
             }
         }

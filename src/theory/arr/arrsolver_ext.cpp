@@ -63,19 +63,9 @@ void Solver::make_const_lemmas()
 /// Returns false when it made a lemma.
 bool Solver::join_constants(const Term_* first)
 {
-    visited_.clear();
-    queue_.clear();
-    const auto enter = [&](const Term_* class_, const Term_* from, const Term_* write, bool down) {
-        if (visited_.insert({class_, Edge{from, write, down}}).second) {
-            queue_.push_back(class_);
-        }
-    };
     const Term_* element = first->child(0);
-    enter(representative(first), nullptr, nullptr, false);
-    for (size_t i = 0; i < queue_.size(); ++i) {
-        const Term_* c = queue_[i];
-        const Class& members = classes_[c];
-        for (const Term_* k : members.constants) {
+    return walk(classes_, first, nullptr, [&](const Term_* c) {
+        for (const Term_* k : classes_[c].constants) {
             if (representative(k->child(0)) == representative(element)) {
                 continue;
             }
@@ -96,14 +86,8 @@ bool Solver::join_constants(const Term_* first)
             push_lemma({Kind::READ_OVER_WRITE, nullptr, nullptr}, std::move(clause));
             return false;
         }
-        for (const Term_* w : members.writes) {
-            enter(representative(w->child(0)), c, w, true);
-        }
-        for (const Term_* w : members.writes_over) {
-            enter(representative(w), c, w, false);
-        }
-    }
-    return true;
+        return true;
+    });
 }
 
 /// Reads a constant array over a small type at every index. Returns false when that is done

@@ -42,7 +42,7 @@ void ModelBuilder::build_model()
         // a copy: the walk adds classes without arrays to the table
         const TermVector reads = classes[r].reads;
         for (const Term_* read : reads) {
-            solver_->walk(classes, read, [&](const Term_* c) {
+            solver_->walk(classes, read->child(0), read->child(1), [&](const Term_* c) {
                 entries_[places_[c]].reads.push_back(read);
                 return true;
             });

@@ -124,10 +124,8 @@ const Term_* BvModelEvaluator::apply(const Term_* t, const TermVector& args)
             return divide_by_zero(t, args, width);
         }
     }
-    const bool simplify = tm_->get_simplify();
-    tm_->set_simplify(true); // folds the constants
+    const auto folding = tm_->simplify_in_scope(true); // of the constants
     const Term_* value = tm_->make_term(t->get_symbol(), args);
-    tm_->set_simplify(simplify);
     const bool is_value = tm_->is_bv_number(value) || tm_->is_true(value) || tm_->is_false(value);
     return is_value ? value : nullptr;
 }

@@ -165,12 +165,7 @@ bool LaSolverInterface::has_lemmas()
 /// The plain atom a <= b, so that it is about the same form as the equality.
 const Term_* LaSolverInterface::make_leq(const Term_* a, const Term_* b)
 {
-    struct Guard {
-        TermManager* tm;
-        bool simplify;
-        ~Guard() { tm->set_simplify(simplify); }
-    } guard{tm_, tm_->get_simplify()};
-    tm_->set_simplify(false);
+    const auto plain = tm_->simplify_in_scope(false);
     return tm_->make_leq(a, b);
 }
 

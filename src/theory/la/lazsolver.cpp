@@ -118,12 +118,7 @@ Solver::Result Solver::check(bool approx)
         return Result::INTEGRAL;
     }
     ++stats_.calls;
-    struct DeducingGuard {
-        la::Solver* s;
-        bool old;
-        ~DeducingGuard() { s->set_deducing(old); }
-    } deducing{simplex_, simplex_->is_deducing()};
-    simplex_->set_deducing(false);
+    const auto silence = simplex_->suspend_deduction();
     OwnBoundsGuard guard{this};
     if (config_.laz_equality_elimination && mapper_->end_of_variables() < MAX_VARS_FOR_EQUATIONS) {
         if (!update_equalities()) {

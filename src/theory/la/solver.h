@@ -6,6 +6,7 @@
 
 #include "base/assertion.h"
 #include "base/hashmap.h"
+#include "base/scopedvalue.h"
 #include "theory/la/dnumber.h"
 #include "theory/la/equation.h"
 #include "theory/la/tableau.h"
@@ -183,10 +184,9 @@ public:
     /// The pushed constraint behind a bound, 0 for none.
     int lower_reason(int var) const { return vars_[idx(var)].lower_reason; }
     int upper_reason(int var) const { return vars_[idx(var)].upper_reason; }
-    /// Off: pushes and checks look for no implications. Off around pushes that are popped before
-    /// anyone asks for implications.
-    void set_deducing(bool on) { deducing_ = on; }
-    bool is_deducing() const { return deducing_; }
+    /// Until the end of the block that holds the result, pushes and checks look for no implications:
+    /// for pushes that are popped before anyone asks for them.
+    [[nodiscard]] ScopedValue<bool> suspend_deduction() { return {&deducing_, false}; }
     /// Gives the non-basic variables new values, and with them all others; what results satisfies
     /// the pushed bounds.
     /// value  of a variable; the values of all together satisfy the rows

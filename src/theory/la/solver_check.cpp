@@ -258,11 +258,11 @@ void Solver::build_conflict_set(int x)
 bool Solver::do_check_disequalities()
 {
     TARQ_ASSERT(temporary_.empty());
+    const auto silence = suspend_deduction();
     struct Guard { // also when the termination test throws
         Solver* s;
         ~Guard() { s->drop_temporary_bounds(); }
     } guard{this};
-    deducing_ = false;
     bool ok = true;
     bool again = true;
     while (ok && again) {
@@ -280,7 +280,6 @@ bool Solver::do_check_disequalities()
 
 void Solver::drop_temporary_bounds()
 {
-    deducing_ = true;
     for (; !temporary_.empty(); temporary_.pop_back()) {
         undo(temporary_.back());
     }
