@@ -6,6 +6,7 @@
 #include "theory/euf/eufsolverinterface.h"
 #include "theory/iesimplifier.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -89,7 +90,12 @@ struct Problem {
     }
 };
 
-double merges_of_size(size_t n)
+struct PerMerge {
+    double steps;
+    double ns;
+};
+
+PerMerge merges_of_size(size_t n)
 {
     Problem p(n, 1);
     euf::Solver s(&p.tm);
@@ -103,9 +109,11 @@ double merges_of_size(size_t n)
     double best_undo = 1e9;
     size_t allocations = 0;
     size_t merges = 0;
+    uint64_t steps = 0;
     for (int round = 0; round < 4; ++round) {
         const size_t merges_before = s.get_stats().merges;
         const size_t allocations_before = num_allocations;
+        const uint64_t steps_before = s.get_stats().merge_steps;
         s.push_checkpoint();
         const double start = seconds();
         for (const Term_* t : p.equalities) {
@@ -116,14 +124,15 @@ double merges_of_size(size_t n)
         const double end = seconds();
         merges = s.get_stats().merges - merges_before;
         allocations = num_allocations - allocations_before;
+        steps = s.get_stats().merge_steps - steps_before;
         best = std::min(best, middle - start);
         best_undo = std::min(best_undo, end - middle);
     }
-    const double per_merge = best * 1e9 / static_cast<double>(merges);
+    const PerMerge per_merge{static_cast<double>(steps) / static_cast<double>(merges),
+                             best * 1e9 / static_cast<double>(merges)};
     std::printf("%9zu terms %9zu merges %8.3f s merge %8.3f s undo %7.0f ns/merge "
-                "%6.1f ns/(merge log2 n) %zu allocations after warm-up\n",
-                n, merges, best, best_undo, per_merge,
-                per_merge / std::log2(static_cast<double>(n)), allocations);
+                "%6.2f steps/merge %zu allocations after warm-up\n",
+                n, merges, best, best_undo, per_merge.ns, per_merge.steps, allocations);
     return per_merge;
 }
 
@@ -175,6 +184,27 @@ void loop(size_t rounds)
                 100.0 * (static_cast<double>(memory_in_use()) / static_cast<double>(at_100) - 1));
 }
 
+/// A line by least squares.
+struct Line {
+    double constant;
+    double slope;
+    double at(double x) const { return constant + slope * x; }
+};
+
+Line fit(const std::vector<double>& x, const std::vector<double>& y)
+{
+    const double k = static_cast<double>(x.size());
+    double sx = 0, sy = 0, sxx = 0, sxy = 0;
+    for (size_t i = 0; i < x.size(); ++i) {
+        sx += x[i];
+        sy += y[i];
+        sxx += x[i] * x[i];
+        sxy += x[i] * y[i];
+    }
+    const double slope = (k * sxy - sx * sy) / (k * sxx - sx * sx);
+    return {(sy - slope * sx) / k, slope};
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -190,19 +220,22 @@ int main(int argc, char** argv)
     if (sizes.empty()) {
         sizes = {10000, 30000, 100000, 300000, 1000000};
     }
-    // The exponent of a power law through the times per merge; 0 is constant, log n about 0.08.
-    double sx = 0, sy = 0, sxx = 0, sxy = 0;
+    std::vector<double> logs, steps, times;
     for (size_t n : sizes) {
-        const double x = std::log(static_cast<double>(n));
-        const double y = std::log(merges_of_size(n));
-        sx += x;
-        sy += y;
-        sxx += x * x;
-        sxy += x * y;
+        const PerMerge m = merges_of_size(n);
+        logs.push_back(std::log2(static_cast<double>(n)));
+        steps.push_back(m.steps);
+        times.push_back(std::log2(m.ns));
     }
-    const double k = static_cast<double>(sizes.size());
     if (sizes.size() > 1) {
-        std::printf("time per merge grows as n^%.3f\n", (k * sxy - sx * sy) / (k * sxx - sx * sx));
+        const Line l = fit(logs, steps);
+        double off = 0;
+        for (size_t i = 0; i < sizes.size(); ++i) {
+            off = std::max(off, std::abs(l.at(logs[i]) - steps[i]) / steps[i]);
+        }
+        std::printf("steps per merge: %.2f %+.3f log2 n, within %.1f%%\n"
+                    "time per merge: grows as n^%.3f, caches included\n",
+                    l.constant, l.slope, 100 * off, fit(logs, times).slope);
     }
     return 0;
 }

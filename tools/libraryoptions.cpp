@@ -105,6 +105,8 @@ void LibraryOptions::do_build(Configuration* config, bool with_logic) const
 {
     ConfigurationSetter setter;
     setter.initialize_options();
+    // scripts may declare functions of formulas, which the library takes when it is told to
+    setter.set_option("allow_bool_function_args", "true", ConfigurationSetter::BUILTIN_PRIORITY);
     if (with_logic) {
         for (const LogicSetting& s : LOGIC_SETTINGS) {
             if (s.logic == logic_) {

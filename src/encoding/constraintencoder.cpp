@@ -57,6 +57,9 @@ ConstraintEncoder::ConstraintEncoder(TermManager* tm, const config& c) : tm_(tm)
                                                 c.basic_ite_simplification);
     ite_ = ite.get();
     register_encoder(SymbolTag::ITE, std::move(ite));
+    if (!tm->get_refuse_bool_args()) {
+        bool_args_ = make_bool_argument_encoder();
+    }
     register_encoder(SymbolTag::INT_MOD_CONGR, make_congruence_encoder());
     register_encoder(SymbolTag::FLOOR, make_floor_encoder());
     register_encoder(SymbolTag::TIMES, make_times_encoder(c.times_zero_line));
@@ -85,6 +88,15 @@ ConstraintEncoder::~ConstraintEncoder() = default;
 void ConstraintEncoder::register_encoder(SymbolTag::tag tag, std::unique_ptr<enc_fun> f)
 {
     table_[static_cast<size_t>(tag)] = std::move(f);
+}
+
+ConstraintEncoder::enc_fun* ConstraintEncoder::find(const Term_* t) const
+{
+    const SymbolTag::tag tag = tm_->get_tag(t);
+    if (tag == SymbolTag::UNKNOWN) {
+        return bool_args_ && encoders::has_bool_argument(tm_, t) ? bool_args_.get() : nullptr;
+    }
+    return tag > 0 ? table_[static_cast<size_t>(tag)].get() : nullptr;
 }
 
 void ConstraintEncoder::set_termination_test(const TerminationTest* test)

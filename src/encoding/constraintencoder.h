@@ -1,7 +1,7 @@
 // ConstraintEncoder: axioms for the operators that no theory solver knows, so that solvers can take
 // their applications for uninterpreted terms. Sources: constraintencoder.cpp (the walk and the
 // table), termiteencoder.h (term-ITEs), constraintencoder_arith.cpp, constraintencoder_bv.cpp (the
-// encoders of those theories).
+// encoders of those theories), constraintencoder_bool.cpp (formulas as arguments).
 #pragma once
 
 #include "base/bitvector.h"
@@ -81,17 +81,14 @@ private:
     static constexpr size_t NUM_TAGS = static_cast<size_t>(SymbolTag::EXISTS) + 1;
 
     void register_encoder(SymbolTag::tag tag, std::unique_ptr<enc_fun> f);
-    enc_fun* find(const Term_* t) const
-    {
-        const auto tag = tm_->get_tag(t);
-        return tag > 0 ? table_[static_cast<size_t>(tag)].get() : nullptr;
-    }
+    enc_fun* find(const Term_* t) const;
 
     TermManager* tm_;
     config config_;
     const TerminationTest* termination_test_ = nullptr;
     std::array<std::unique_ptr<enc_fun>, NUM_TAGS> table_; // by tag, null for none
-    TermIteEncoder* ite_;                                  // in the table
+    std::unique_ptr<enc_fun> bool_args_; // of uninterpreted functions; null where they are refused
+    TermIteEncoder* ite_;                // in the table
     BvIteFilter bv_ites_{tm_};
     TermSet added_;
     BitVector plain_; // by term id: nodes with nothing to define at or below them
@@ -100,6 +97,10 @@ private:
 
 namespace encoders {
 
+/// Whether `t` applies an uninterpreted function or predicate to a formula.
+bool has_bool_argument(const TermManager* tm, const Term_* t);
+/// Applications with formulas among their arguments, in terms of predicates instead of formulas.
+std::unique_ptr<ConstraintEncoder::enc_fun> make_bool_argument_encoder();
 std::unique_ptr<ConstraintEncoder::enc_fun> make_floor_encoder();
 std::unique_ptr<ConstraintEncoder::enc_fun> make_congruence_encoder();
 /// Products with a factor that is a tree of term-ITEs over numbers.

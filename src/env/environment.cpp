@@ -484,8 +484,11 @@ const Term_* Environment::find_unsupported_atom(const Term_* f)
             return atom;
         }
         if (!tm_->is_term_ite(t)) {
+            const bool takes_formulas = encoders::has_bool_argument(tm_, t);
             for (const Term_* c : t->children()) {
-                stack.emplace_back(c, atom);
+                const bool is_formula =
+                    takes_formulas && TermManager::get_type(c) == tm_->get_bool_type();
+                stack.emplace_back(c, is_formula ? nullptr : atom);
             }
         }
     }

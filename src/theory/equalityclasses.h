@@ -23,12 +23,6 @@ public:
     /// Equal argument tuples of applications of interpreted symbols with this tag are worth lemmas
     /// of their own, as those of uninterpreted functions are.
     virtual void add_dyn_ack_tag(SymbolTag::tag tag) = 0;
-
-    /// Tries equalities for the time between the two calls.
-    virtual void begin_trial() = 0;
-    /// False when the classes can't be made equal.
-    virtual bool try_equality(const Term_* a, const Term_* b) = 0;
-    virtual void end_trial() = 0;
 };
 
 } // namespace tarq

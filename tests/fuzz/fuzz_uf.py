@@ -4,9 +4,9 @@
   fuzz_uf.py --program PROGRAM [--count N] [--seed S] [--oracle z3|cvc5] [--save DIR]
 
 Each script declares sorts, constants, functions and predicates, asserts Boolean combinations of
-equalities, predicates, distinct and nested term-ITEs, with other logics also arithmetic or bit-vectors, pushes, pops, resets, and asks with and without
-assumptions, under random options of the search and of the theories. The oracle answers every query,
-and confirms every list of failed assumptions. With a program built with both assertion tiers, every
+equalities, predicates, distinct and nested term-ITEs, for a part with functions of formulas, with other
+logics also arithmetic or bit-vectors, pushes, pops, and asks with and without assumptions, under random
+options of the search and of the theories. The oracle answers every query, and confirms every list of failed assumptions. With a program built with both assertion tiers, every
 conflict and explanation of the theory solver is checked by a second closure as well.
 
 A failure is shrunk, printed and, with --save, written as a script whose head tells the options. The
@@ -77,18 +77,34 @@ class Generator:
         if LOGICS[logic]:
             self.sorts = LOGICS[logic] + (['U'] if rnd.random() < 0.4 else [])
         self.consts = {s: ['%s%d' % (s.strip('(_ ').lower()[0], i) for i in range(rnd.randint(2, 8))] for s in self.sorts}
+        arg_sorts = self.sorts + ['Bool'] * (rnd.random() < 0.25)
         self.functions = []  # (name, argument sorts, result sort or Bool)
         for i in range(rnd.randint(1, 4)):
-            args = tuple(rnd.choice(self.sorts) for _ in range(rnd.choice((1, 1, 2, 2, 3))))
+            args = tuple(rnd.choice(arg_sorts) for _ in range(rnd.choice((1, 1, 2, 2, 3))))
             self.functions.append(('f%d' % i, args, rnd.choice(self.sorts)))
         for i in range(rnd.randint(0, 2)):
-            args = tuple(rnd.choice(self.sorts) for _ in range(rnd.choice((1, 2))))
+            args = tuple(rnd.choice(arg_sorts) for _ in range(rnd.choice((1, 2))))
             self.functions.append(('p%d' % i, args, 'Bool'))
         self.bools = ['q%d' % i for i in range(rnd.randint(2, 5))]
         self.ites = rnd.random() < 0.5
 
+    def formula_argument(self):
+        rnd = self.rnd
+        kind = rnd.random()
+        if kind < 0.5:
+            return rnd.choice(self.bools + ['true', 'false'])
+        if kind < 0.7:
+            sort = rnd.choice(self.sorts)
+            return ('=', rnd.choice(self.consts[sort]), rnd.choice(self.consts[sort]))
+        predicates = [f for f in self.functions if f[1] == ('Bool',) and f[2] == 'Bool']
+        if kind < 0.8 and predicates:
+            return (predicates[0][0], rnd.choice(self.bools))
+        return (rnd.choice(('and', 'or', 'xor')), rnd.choice(self.bools), ('not', rnd.choice(self.bools)))
+
     def term(self, sort, depth):
         rnd = self.rnd
+        if sort == 'Bool':
+            return self.formula_argument()
         values, operations, _ = THEORIES.get(sort, ((), (), ()))
         if values and rnd.random() < 0.12:
             return rnd.choice(values)

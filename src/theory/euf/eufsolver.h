@@ -62,6 +62,8 @@ public:
         uint64_t asserted_inequalities = 0;
         uint64_t merges = 0;
         uint64_t merges_undone = 0;
+        // what merging touched: members that changed class, table entries moved, edges turned
+        uint64_t merge_steps = 0;
         uint64_t atoms_retold = 0; // nodes whose place was looked up again after an undo
     };
 

@@ -177,6 +177,7 @@ void Solver::merge(const Pending& p)
         r.interface = d.interface;
     }
     const size_t lost = lost_.size();
+    stats_.merge_steps += d.class_size + moved_.size();
     for (Node c : moved_) {
         if (enter(c)) {
             lost_.push_back(c);
@@ -198,6 +199,7 @@ void Solver::add_edge(Node child, Node parent, Reason reason, TheoryLit literal)
         e.forest_parent = parent;
         std::swap(e.edge_reason, reason);
         std::swap(e.edge_literal, literal);
+        ++stats_.merge_steps;
         parent = n;
         n = next;
     }

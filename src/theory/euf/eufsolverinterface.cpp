@@ -413,29 +413,6 @@ void EufSolverInterface::get_model_congruence_class(const Term_* value, TermVect
     }
 }
 
-// Trials: nobody is told of what they merge.
-
-void EufSolverInterface::begin_trial()
-{
-    TARQ_ASSERT(!in_trial_);
-    in_trial_ = true;
-    solver_.push_checkpoint();
-    solver_.set_eq_propagator(nullptr);
-}
-
-bool EufSolverInterface::try_equality(const Term_* a, const Term_* b)
-{
-    return solver_.push_constraint(a, b, true);
-}
-
-void EufSolverInterface::end_trial()
-{
-    solver_.backtrack(1);
-    solver_.check();
-    solver_.set_eq_propagator(eq_propagator_ ? this : nullptr);
-    in_trial_ = false;
-}
-
 std::vector<std::pair<std::string, std::string>> EufSolverInterface::get_stats() const
 {
     const euf::Solver::Stats& s = solver_.get_stats();

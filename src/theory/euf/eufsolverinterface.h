@@ -64,9 +64,6 @@ public:
     void build_model(const TermSet& keep) override;
     void get_model_congruence_class(const Term_* value, TermVector& out) override;
     void add_dyn_ack_tag(SymbolTag::tag tag) override { dyn_ack_tags_.push_back(tag); }
-    void begin_trial() override;
-    bool try_equality(const Term_* a, const Term_* b) override;
-    void end_trial() override;
 
     euf::Solver* get_solver() { return &solver_; }
 
@@ -105,7 +102,6 @@ private:
     hsh::HashMap<const Term_*, const Term_*> model_;
     TermMap model_classes_; // a value to the representative that its class had
     hsh::HashMap<const Term_*, TermVector> model_members_;
-    bool in_trial_ = false;
 };
 
 } // namespace tarq
