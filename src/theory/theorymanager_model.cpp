@@ -65,6 +65,9 @@ const Term_* TheoryManager::get_model_value(const Term_* t)
         return value ? value : own;
     }
     const Term_* e = own ? own : t;
+    if (tm_->is_number(e)) {
+        return e;
+    }
     if (const Term_* value = do_get_model_value(e)) {
         return value;
     }

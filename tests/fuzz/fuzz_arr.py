@@ -59,4 +59,4 @@ class Generator(fuzz_uf.Generator):
 
 
 if __name__ == '__main__':
-    fuzz_uf.main(__doc__, 'arr', ['ALL'], Generator, OPTIONS)
+    fuzz_uf.main(__doc__, 'arr', ['ALL'], Generator, lambda logic: OPTIONS)

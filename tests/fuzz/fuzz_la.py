@@ -185,5 +185,11 @@ def parse_pairs(text):
                 yield name, value
 
 
+def options_of(logic, rows):
+    """Without functions, equality reasoning may be switched off."""
+    return rows if 'UF' in logic else rows + [('theory.euf.enabled', ('true', 'false'))]
+
+
 if __name__ == '__main__':
-    fuzz_uf.main(__doc__, 'la', ['QF_LRA', 'QF_RDL', 'QF_UFLRA'], Generator, OPTIONS, Checker)
+    fuzz_uf.main(__doc__, 'la', ['QF_LRA', 'QF_RDL', 'QF_UFLRA'], Generator,
+                 lambda logic: options_of(logic, OPTIONS), Checker)

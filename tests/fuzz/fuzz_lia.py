@@ -117,6 +117,12 @@ class Generator(fuzz_uf.Generator):
         return bounds + super().run()
 
 
+def may_hang(gen, options):
+    """A search over unbounded integers need not end, and one whose branches nobody limits not in time."""
+    return not gen.bound or 'theory.la.laz_internal_branch_and_bound_limit=0' in options
+
+
 if __name__ == '__main__':
-    fuzz_uf.main(__doc__, 'lia', ['QF_LIA', 'QF_UFLIA', 'QF_LIRA'], Generator, OPTIONS, fuzz_la.Checker,
-                 lambda gen: not gen.bound)  # a search over unbounded integers need not end
+    fuzz_uf.main(__doc__, 'lia', ['QF_LIA', 'QF_UFLIA', 'QF_LIRA'], Generator,
+                 lambda logic: fuzz_la.options_of(logic, OPTIONS), fuzz_la.Checker,
+                 may_hang)

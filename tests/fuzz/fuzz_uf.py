@@ -289,16 +289,17 @@ class Checker:
         return None
 
 
-def main(doc, tag, logics, make_generator, options=OPTIONS, make_checker=Checker, may_hang=lambda gen: False):
+def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_checker=Checker,
+         may_hang=lambda gen, options: False):
     """The command line of a fuzzer.
 
     doc             its help
     tag             begins the names of saved files
     logics          the first is the default
     make_generator  of (random source, logic): declarations() and run() give a script
-    options         rows to draw library options from
+    options         of a logic: rows to draw library options from
     make_checker    of the parsed arguments
-    may_hang        whether a script of that generator need not end
+    may_hang        whether a script of that generator, under those options, need not end
     """
     ap = argparse.ArgumentParser(description=doc, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument('--program', required=True)
@@ -323,11 +324,11 @@ def main(doc, tag, logics, make_generator, options=OPTIONS, make_checker=Checker
         rnd = random.Random('%d %d' % (args.seed, i))
         gen = make_generator(rnd, args.logic)
         head, commands = gen.declarations(), gen.run()
-        chosen = [] if args.no_options else random_options(rnd, options)
+        chosen = [] if args.no_options else random_options(rnd, options(args.logic))
         found = checker.check(head, commands, chosen, count=True)
         if not found:
             continue
-        if found[0] in ('hang', 'oracle') and may_hang(gen):
+        if found[0] in ('hang', 'oracle') and may_hang(gen, chosen):
             hangs += 1
             continue
         failures += 1

@@ -13,7 +13,7 @@ using la::LinearTerm;
 
 LaSolverInterface::LaSolverInterface(const Configuration::Theory& config, TermManager* tm)
     : TheorySolver(tm), config_(config), mapper_(tm), constraints_(&mapper_, &solver_),
-      euf_fragment_(config.la.detect_euf_fragment)
+      euf_fragment_(config.la.detect_euf_fragment && config.euf.enabled)
 {
     solver_.set_deduction_level(config.la.deduction_enabled ? 2 : 0);
     solver_.set_pivoting_threshold(config.la.pivoting_greedy_threshold);

@@ -1,0 +1,30 @@
+; Equalities of unknowns and numbers are left to the equality solver as long as nothing else comes: their
+; values, too, must be those of their classes.
+(set-option :produce-models true)
+(set-option :config "theory.la.detect_euf_fragment=true")
+(set-option :config "preprocessor.toplevel_propagation=false")
+(declare-const x Real)
+(declare-const y Real)
+(declare-const z Real)
+(declare-const q Bool)
+(assert (= x (- 1)))
+(assert (or q (= y 2)))
+(assert (not (= y z)))
+(check-sat)
+; expect: sat
+(get-value (x (or q (= y 2)) (= y z)))
+; expect: ((x (- 1.0))
+; expect:  ((or q (= y 2)) true)
+; expect:  ((= y z) false))
+(push 1)
+(assert (and (= x z) (= y (- 1)) (= z y)))
+(check-sat)
+; expect: unsat
+(pop 1)
+(assert (not q))
+(assert (<= (+ x y) (- z 4)))
+(check-sat)
+; expect: sat
+(get-value ((= y 2) (<= 5 z)))
+; expect: (((= y 2) true)
+; expect:  ((<= 5 z) true))
