@@ -68,7 +68,7 @@ def for_all_indices(formula):
 
 def judge(args, chunk):
     """The answers of the oracle to (formula, script) pairs."""
-    oracle = [args.oracle] + (['-smt2', '-in', '-T:60'] if 'z3' in args.oracle else
+    oracle = [args.oracle] + (['-smt2', '-in', '-t:10000'] if 'z3' in args.oracle else
                               ['-q', '--lang', 'smt2', '--incremental'])
     answers = []
     text = '(reset)\n'.join(formula + '(echo "--")\n' for formula, _ in chunk)

@@ -122,54 +122,86 @@ TEST(Diophantine, what_a_bound_rests_on_is_named)
     EXPECT_FALSE(y.sources.get_coefficient(9).is_zero());
 }
 
-TEST(Diophantine, random_systems_have_certificates)
+struct Size {
+    int num_vars;
+    int num_equations;
+    long range;   // of the coefficients
+    int one_in;   // of the variables is in an equation, on average
+    long factor;  // of all coefficients, but not of the constants
+    bool planted; // there is a solution
+};
+
+/// Solves a random system up to its first contradiction, and checks what comes out. Returns whether
+/// it is solvable.
+bool solve_random_system(const Size& size, std::mt19937_64& rng)
 {
-    std::mt19937_64 rng(3);
     const auto draw = [&rng](long range) {
         return static_cast<long>(rng() % static_cast<unsigned long>(2 * range + 1)) - range;
     };
-    int num_unsat = 0;
+    std::vector<QNumber> hidden;
+    for (int v = 0; v <= size.num_vars; ++v) {
+        hidden.emplace_back(draw(20));
+    }
+    std::vector<la::Equation> given;
+    DiophantineSystem s;
+    bool sat = true;
+    for (int i = 0; i < size.num_equations && sat; ++i) {
+        la::Equation e;
+        QNumber sum;
+        for (int v = 1; v <= size.num_vars; ++v) {
+            if (rng() % static_cast<unsigned>(size.one_in) == 0) {
+                const QNumber c(draw(size.range) * size.factor);
+                e.add_var(v, c);
+                sum += c * hidden[static_cast<size_t>(v)];
+            }
+        }
+        e.add_const(size.planted ? sum.neg() : QNumber(draw(size.range)));
+        given.push_back(e);
+        sat = s.add_equation(i + 1, e);
+    }
+    if (!sat) {
+        EXPECT_FALSE(size.planted) << "the system has a solution";
+        expect_refutation(given, s.unsat_equation());
+        s.pop_equation();
+        given.pop_back();
+    }
+    expect_solution(s, given, size.num_vars);
+    return sat;
+}
+
+TEST(Diophantine, random_systems_have_certificates)
+{
+    std::mt19937_64 rng(3);
     int num_solved = 0;
     for (int round = 0; round < 600; ++round) {
         const int num_vars = 2 + static_cast<int>(rng() % 12);
         const int num_equations = 1 + static_cast<int>(rng() % 8);
         const long range = round % 3 == 0 ? 1000000000 : round % 3 == 1 ? 40 : 4;
-        std::vector<QNumber> hidden; // half of the systems have this solution
-        for (int v = 0; v <= num_vars; ++v) {
-            hidden.emplace_back(draw(20));
-        }
-        std::vector<la::Equation> given;
-        DiophantineSystem s;
-        bool sat = true;
-        for (int i = 0; i < num_equations && sat; ++i) {
-            la::Equation e;
-            QNumber sum;
-            for (int v = 1; v <= num_vars; ++v) {
-                if (rng() % 2 == 0) {
-                    const QNumber c(draw(range) * (round % 5 == 0 ? 6 : 1));
-                    e.add_var(v, c);
-                    sum += c * hidden[static_cast<size_t>(v)];
-                }
-            }
-            e.add_const(round % 2 == 0 ? sum.neg() : QNumber(draw(range)));
-            given.push_back(e);
-            sat = s.add_equation(i + 1, e);
-        }
-        if (sat) {
-            ++num_solved;
-            expect_solution(s, given, num_vars);
-        } else {
-            ++num_unsat;
-            EXPECT_NE(round % 2, 0) << "the system has a solution";
-            expect_refutation(given, s.unsat_equation());
-            s.pop_equation();
-            given.pop_back();
-            expect_solution(s, given, num_vars);
-        }
+        num_solved += solve_random_system(
+            {num_vars, num_equations, range, 2, round % 5 == 0 ? 6 : 1, round % 2 == 0}, rng);
         ASSERT_FALSE(HasFailure()) << "round " << round;
     }
-    EXPECT_GT(num_unsat, 100);
     EXPECT_GT(num_solved, 300);
+    EXPECT_LT(num_solved, 500);
+}
+
+TEST(Diophantine, large_systems_have_certificates)
+{
+    std::mt19937_64 rng(4);
+    int num_solved = 0;
+    int round = 0;
+    for (const int n : {10, 20, 40}) {
+        for (const bool planted : {true, false}) {
+            for (const int surplus : {1, 8}) { // variables more than equations
+                num_solved +=
+                    solve_random_system({n + surplus, n, 1000000000, (n + 3) / 3, 1, planted}, rng);
+                ASSERT_FALSE(HasFailure()) << "round " << round;
+                ++round;
+            }
+        }
+    }
+    EXPECT_GE(num_solved, round / 2);
+    EXPECT_LT(num_solved, round);
 }
 
 TEST(Diophantine, a_stop_takes_the_equation_back)
