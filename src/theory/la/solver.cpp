@@ -185,6 +185,7 @@ void Solver::set_inconsistent()
     inconsistent_ = true;
     inconsistent_depth_ = stack_.size();
     ++stats_.conflicts;
+    TARQ_HEAVY_ASSERT(is_refuted(conflict_));
 }
 
 /// Tightens one side of a variable, if the bound does.

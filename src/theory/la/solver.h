@@ -26,6 +26,8 @@ class TerminationTest;
 
 namespace tarq::la {
 
+struct ReferenceRange;
+
 enum class BoundKind : uint8_t { LOWER = 1, EQUAL = 2, UPPER = 3, DISEQUAL = 4 };
 
 /// A told bound on one variable.
@@ -275,6 +277,9 @@ private:
     bool conflict_is_certified(int x, bool below) const;
     bool implication_is_certified(const Row& row, const Row::Term& t, bool of_min,
                                   const DNumber& limit) const;
+    std::vector<ReferenceRange> ranges_of(const std::vector<int>& constraints) const;
+    bool is_refuted(const std::vector<int>& constraints) const;
+    bool is_consequence(int c, const std::vector<int>& reasons) const;
 
     Tableau tableau_;
     std::vector<VariableBounds> vars_;

@@ -206,6 +206,7 @@ void Solver::get_explanation(int c, std::vector<int>& out) const
     const size_t first = implications_[idx(constraints_[idx(c)].record)].reasons;
     const auto begin = reason_pool_.begin() + static_cast<ptrdiff_t>(first);
     out.insert(out.end(), begin, begin + static_cast<ptrdiff_t>(explanation_size(c)));
+    TARQ_HEAVY_ASSERT(is_consequence(c, out));
 }
 
 } // namespace tarq::la

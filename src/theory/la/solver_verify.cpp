@@ -1,4 +1,5 @@
 // Invariants, and exact certificates of conflicts and implications; for assertions and tests.
+#include "theory/la/referencesimplex.h"
 #include "theory/la/solver.h"
 
 #include <algorithm>
@@ -140,6 +141,72 @@ bool Solver::implication_is_certified(const Row& row, const Row::Term& t, bool o
         }
     }
     return is_refutation(sum);
+}
+
+/// One range for each variable of the constraints, slacks written as the forms that were told.
+std::vector<ReferenceRange> Solver::ranges_of(const std::vector<int>& constraints) const
+{
+    hsh::HashMap<int, size_t> range_of;
+    std::vector<ReferenceRange> ranges;
+    for (int c : constraints) {
+        const RangeConstraint& r = constraints_[idx(c)];
+        const auto [place, is_new] = range_of.insert({r.var, ranges.size()});
+        if (is_new) {
+            ranges.emplace_back();
+            const auto it = definitions_.find(r.var);
+            if (it == definitions_.end()) {
+                ranges.back().form.add_var(r.var, QNumber(1));
+            } else {
+                for (const VarCoeff& t : it->second.terms()) {
+                    if (t.var != r.var) {
+                        ranges.back().form.add_var(t.var, t.coeff);
+                    }
+                }
+            }
+        }
+        ReferenceRange& range = ranges[place->second];
+        if (r.kind == BoundKind::DISEQUAL) {
+            range.holes.push_back(r.bound);
+            continue;
+        }
+        if (r.kind != BoundKind::UPPER) {
+            range.lower = std::max(range.lower, r.bound);
+        }
+        if (r.kind != BoundKind::LOWER) {
+            range.upper = std::min(range.upper, r.bound);
+        }
+    }
+    return ranges;
+}
+
+bool Solver::is_refuted(const std::vector<int>& constraints) const
+{
+    return !is_satisfiable(ranges_of(constraints));
+}
+
+/// Whether the constraint follows from the reasons: its negation contradicts them.
+bool Solver::is_consequence(int c, const std::vector<int>& reasons) const
+{
+    const RangeConstraint& r = constraints_[idx(c)];
+    ReferenceRange n;
+    n.form = ranges_of({c}).front().form;
+    switch (r.kind) {
+    case BoundKind::LOWER:
+        n.upper = r.bound - unit_delta();
+        break;
+    case BoundKind::UPPER:
+        n.lower = r.bound + unit_delta();
+        break;
+    case BoundKind::EQUAL:
+        n.holes.push_back(r.bound);
+        break;
+    case BoundKind::DISEQUAL:
+        n.lower = n.upper = r.bound;
+        break;
+    }
+    std::vector<ReferenceRange> ranges = ranges_of(reasons);
+    ranges.push_back(std::move(n));
+    return !is_satisfiable(std::move(ranges));
 }
 #endif
 

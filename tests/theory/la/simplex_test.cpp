@@ -1,6 +1,7 @@
 // la::Solver against Fourier-Motzkin elimination: answers, conflicts, implications and models under
 // random pushes and pops, tells and retractions.
 #include "fmoracle.h"
+#include "theory/la/referencesimplex.h"
 #include "theory/la/solver.h"
 
 #include <gtest/gtest.h>
@@ -459,4 +460,70 @@ TEST(Simplex, agrees_with_elimination_on_random_runs)
             return;
         }
     }
+}
+
+// The checker of conflicts and implications must itself be right.
+TEST(Simplex, the_reference_agrees_with_elimination)
+{
+    std::mt19937 rng(11);
+    const auto draw = [&rng](int range) {
+        return static_cast<long>(rng() % static_cast<unsigned>(2 * range + 1)) - range;
+    };
+    int num_satisfiable = 0;
+    constexpr int ROUNDS = 400;
+    for (int round = 0; round < ROUNDS; ++round) {
+        std::vector<ReferenceRange> ranges(1 + rng() % 5);
+        // all combinations of the sides of holes, as inequalities
+        std::vector<std::vector<Inequality>> systems(1);
+        for (ReferenceRange& r : ranges) {
+            std::vector<QNumber> coeffs(3);
+            for (size_t v = 0; v < coeffs.size(); ++v) {
+                coeffs[v] = rng() % 3 ? draw(3) : 0;
+                r.form.add_var(static_cast<int>(v) + 1, coeffs[v]);
+            }
+            const auto side = [&](bool upper, long bound, bool strict) {
+                Inequality i{coeffs, QNumber(bound), strict};
+                if (!upper) {
+                    for (QNumber& c : i.coeffs) {
+                        c.self_neg();
+                    }
+                    i.bound.self_neg();
+                }
+                return i;
+            };
+            const auto add = [&](const Inequality& i) {
+                for (auto& s : systems) {
+                    s.push_back(i);
+                }
+            };
+            if (rng() % 3 != 0) {
+                const long bound = draw(4);
+                const bool strict = rng() % 3 == 0;
+                r.upper = DNumber(QNumber(bound), QNumber(strict ? -1 : 0));
+                add(side(true, bound, strict));
+            }
+            if (rng() % 3 != 0) {
+                const long bound = draw(4);
+                const bool strict = rng() % 3 == 0;
+                r.lower = DNumber(QNumber(bound), QNumber(strict ? 1 : 0));
+                add(side(false, bound, strict));
+            }
+            if (rng() % 3 == 0) {
+                const long hole = draw(2);
+                r.holes.push_back(DNumber(QNumber(hole)));
+                const size_t half = systems.size();
+                const auto copies = systems;
+                systems.insert(systems.end(), copies.begin(), copies.end());
+                for (size_t i = 0; i < systems.size(); ++i) {
+                    systems[i].push_back(side(i < half, hole, true));
+                }
+            }
+        }
+        const bool expected = std::any_of(systems.begin(), systems.end(),
+                                          [](const auto& s) { return fm_satisfiable(s); });
+        num_satisfiable += expected;
+        EXPECT_EQ(is_satisfiable(ranges), expected) << "round " << round;
+    }
+    EXPECT_GT(num_satisfiable, ROUNDS / 5);
+    EXPECT_LT(num_satisfiable, ROUNDS * 4 / 5);
 }
