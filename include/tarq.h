@@ -69,6 +69,11 @@ typedef struct tarq_model_iterator {
     void* repr;
 } tarq_model_iterator;
 
+/// Where an external SAT engine reports. Belongs to the environment.
+typedef struct tarq_dpll_callback {
+    void* repr;
+} tarq_dpll_callback;
+
 /// Circuits of and-gates and inverters over the terms of one environment.
 typedef struct tarq_aig_manager {
     void* repr;
@@ -216,6 +221,20 @@ typedef tarq_visit_status (*tarq_visit_term_callback)(tarq_env e, tarq_term t, i
 /// returns  nonzero to go on, 0 to stop
 typedef int (*tarq_solve_diversify_model_callback)(tarq_model_iterator it, void* user_data);
 
+/// Called for each model of an enumeration.
+/// model    the `size` literals that are true in it, atoms or negations of such; valid for the call
+/// returns  nonzero to go on, 0 to stop
+typedef int (*tarq_all_sat_model_callback)(tarq_term* model, int size, void* user_data);
+
+/// Finds an unsatisfiable subset of a set of clauses.
+/// clauses  the literals of all clauses, nonzero numbers of variables with a sign, and a 0 after
+///          each clause
+/// core     room for an entry per clause, to be filled with the indices from 0 of the clauses chosen
+/// size     in: the number of clauses; out: of the entries in `core`
+/// returns  0 for success, anything else for a failure
+typedef int (*tarq_ext_unsat_core_extractor)(int* clauses, int* core, size_t* size,
+                                             void* user_data);
+
 // Memory, version, errors
 
 /// Frees a block that a function of this interface handed out; null is allowed.
@@ -265,7 +284,7 @@ int tarq_set_option(tarq_config cfg, const char* option, const char* value);
 /// returns  an error handle if an option is out of range, or asks for results that this version
 ///          can't deliver (proof_generation, interpolation, model_generation,
 ///          bool_model_generation, unsat_core_generation, dpll.ghost_filtering,
-///          dpll.minimize_model, dpll.allsat_minimize_model, dpll.preprocessor.mode,
+///          dpll.minimize_model, dpll.allsat_minimize_model,
 ///          debug.api_call_trace, debug.dump_theory_lemmas)
 tarq_env tarq_create_env(tarq_config cfg);
 
@@ -290,6 +309,84 @@ int tarq_gc_env(tarq_env e, const tarq_term* tokeep, size_t num_tokeep);
 /// func       null for no test
 /// user_data  passed to `func`, otherwise untouched
 int tarq_set_termination_test(tarq_env e, tarq_termination_test func, void* user_data);
+
+// External SAT engine
+//
+// An engine of the caller's can do the Boolean search of an environment, which keeps everything
+// else: formulas, backtrack points, theories, models. The engine is a table of functions. During
+// its `solve` it reports its assignment as it changes, through tarq_dpll_callback_* with the handle
+// it got by `set_callback`, and asks at each end of propagation and at each full assignment whether
+// the theories agree.
+//
+// Variables are 1, 2, ... in the order of `new_var`; a literal is v or -v. Lists of literals end
+// with 0. Lists that are arguments of the engine are borrowed for the call. Lists that a report
+// delivers are good until the next report that delivers one.
+
+/// The engine. A caller can keep its state in a larger structure that starts with this one: every
+/// function gets the table's address first. Unless noted, results are 0, or another number for a
+/// failure, which ends the call on the environment with an error.
+typedef struct tarq_ext_dpll_interface {
+    /// A variable, to be decided and never to be eliminated for now. The flags are always 1 and the
+    /// result is not looked at.
+    int (*new_var)(struct tarq_ext_dpll_interface* self, int decision, int problem);
+    /// Whether the variable has to be assigned; otherwise it may be, but need not.
+    int (*set_decision_var)(struct tarq_ext_dpll_interface* self, int var, int flag);
+    /// Whether the variable may occur in clauses and assumptions still to come.
+    int (*set_frozen)(struct tarq_ext_dpll_interface* self, int var, int flag);
+    /// A clause, possibly empty, for good.
+    /// ghost        a hint: the clause does not say what must be decided
+    /// in_callback  1 while a report is being answered. Then the answer tells to propagate again.
+    /// returns      not looked at
+    int (*add_clause)(struct tarq_ext_dpll_interface* self, int* lits, int ghost, int in_callback);
+    /// Looks for an assignment of all variables that satisfies the clauses and assumptions and that
+    /// tarq_dpll_callback_model_found has answered with TARQ_TRUE; the last report before the
+    /// result TARQ_SAT is that one.
+    /// conflict  on TARQ_UNSAT set to assumptions that can't hold together, as they were given or
+    ///           negated, owned by the engine
+    /// returns   TARQ_UNKNOWN to give up, which is an error: after a report that failed, for instance
+    tarq_result (*solve)(struct tarq_ext_dpll_interface* self, int* assumptions, int** conflict);
+    /// The value of the variable in the assignment that `solve` found.
+    tarq_truth_value (*model_value)(struct tarq_ext_dpll_interface* self, int var);
+    /// During a report: the literal follows from what was reported, by a clause that
+    /// tarq_dpll_callback_ask_theory_reason gives. The engine may make it true, or leave it.
+    int (*enqueue_assignment)(struct tarq_ext_dpll_interface* self, int lit);
+    /// The variable will not be assumed any more; clauses with its negation may go.
+    int (*remove_clauses_containing)(struct tarq_ext_dpll_interface* self, int var);
+    /// Back to no variables and no clauses.
+    int (*reset)(struct tarq_ext_dpll_interface* self);
+    /// Where to report, from now on.
+    int (*set_callback)(struct tarq_ext_dpll_interface* self, tarq_dpll_callback cb);
+} tarq_ext_dpll_interface;
+
+/// Has `engine` do the search from now on, after a `reset` of it; null brings the built-in search
+/// back. Fails unless the assertion stack is empty, with proof_generation, and when the engine
+/// reports a failure; the last two leave the built-in search in use. With an engine tarq_all_sat
+/// fails, and the options dpll.preprocessor.mode, dpll.ghost_filtering and dpll.minimize_model have
+/// no effect.
+/// engine  the table itself is used, not a copy: it must outlive the environment, or its use
+int tarq_set_external_dpll_engine(tarq_env e, tarq_ext_dpll_interface* engine);
+
+// Reports of the engine, during its `solve`. They return 0, or -1 when an out-argument is null or
+// something failed inside; the engine is to give up then.
+
+/// The literal got true, at the newest level.
+int tarq_dpll_callback_notify_assignment(tarq_dpll_callback cb, int lit);
+/// A level was opened; the first is 1. Solving starts at level 0, whose assignments of earlier
+/// solves stand.
+int tarq_dpll_callback_notify_new_level(tarq_dpll_callback cb);
+/// All assignments and levels above `level` were undone.
+int tarq_dpll_callback_notify_backtrack(tarq_dpll_callback cb, int level);
+/// Propagation ended without a conflict.
+/// code      set to TARQ_FALSE: `*conflict` is a clause whose literals are all false; TARQ_UNDEF:
+///           clauses or literals came, or levels went, propagate again; TARQ_TRUE: go on
+/// conflict  set to a list in every case
+int tarq_dpll_callback_no_conflict_after_bcp(tarq_dpll_callback cb, tarq_truth_value* code,
+                                             int** conflict);
+/// All variables are assigned. The same, but that TARQ_TRUE means that the assignment stands.
+int tarq_dpll_callback_model_found(tarq_dpll_callback cb, tarq_truth_value* code, int** conflict);
+/// Sets `*reason` to a clause of a true literal that came by `enqueue_assignment` and others, which
+/// are false.
+int tarq_dpll_callback_ask_theory_reason(tarq_dpll_callback cb, int lit, int** reason);
 
 // Types
 
@@ -910,6 +1007,26 @@ tarq_term* tarq_get_asserted_formulas(tarq_env e, size_t* out_size);
 /// out_size  how many
 /// returns   a fresh array, not null even when it is empty
 tarq_term* tarq_get_unsat_assumptions(tarq_env e, size_t* out_size);
+/// Enumerates the models of what is asserted, as to the truth values of some constants, and calls
+/// `func` for each. Models told are excluded from then on: open a backtrack point first, and close
+/// it afterwards, to have them back. With the option `dpll.allsat_minimize_model` constants whose
+/// value makes no difference are left out of a model, which then stands for several; no two of
+/// these overlap. With an empty list all atoms of the formulas take part.
+/// important  `num_important` constants of type Bool
+/// returns    the number of models; -2 when there is nothing to assign; -1 on failure, also when
+///            the callback stopped the enumeration
+int tarq_all_sat(tarq_env e, const tarq_term* important, size_t num_important,
+                 tarq_all_sat_model_callback func, void* user_data);
+/// An unsatisfiable subset of the asserted formulas, for which the last check must have been
+/// unsatisfiable and the option `unsat_core_generation` be on. After a check under assumptions the
+/// subset is unsatisfiable together with the assumptions of tarq_get_unsat_assumptions.
+/// out_size  how many formulas
+/// returns   a fresh array, null on failure
+tarq_term* tarq_get_unsat_core(tarq_env e, size_t* out_size);
+/// The same with `unsat_core_generation` 2, where the caller's function finds an unsatisfiable
+/// subset of clauses, from which the formulas are read off.
+tarq_term* tarq_get_unsat_core_ext(tarq_env e, size_t* out_size,
+                                   tarq_ext_unsat_core_extractor extractor, void* user_data);
 /// The counters of the search, one line "name value" each, in a fresh string. They start from 0
 /// when an environment is made, reset or collected, and at the first check after a stopped or
 /// failed one.

@@ -15,6 +15,9 @@ TARQ_TEST_PACKAGES=(
     "libgtest-dev:<gtest/gtest.h>" "libmpfr-dev:<mpfr.h>" "z3:z3" "minisat:minisat" "python3:python3" "pkg-config:pkg-config"
 )
 
+# What one example plugs in; without it that example is left out.
+TARQ_OPTIONAL_PACKAGES=("libcadical-dev:<ccadical.h>")
+
 package_present() {
     case "$1" in
     \<*\>)

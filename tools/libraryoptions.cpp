@@ -27,9 +27,10 @@ struct LogicSetting {
 // Words alone: without a solver for equalities their term-ITEs become circuits, and of the three
 // conversions to clauses the one by cut mapping finds most of what two circuits have in common.
 constexpr LogicSetting LOGIC_SETTINGS[] = {
-    {"QF_BV", "theory.euf.enabled", "false"},
-    {"QF_BV", "theory.la.enabled", "false"},
-    {"QF_BV", "theory.bv.bit_blast_mode", "2"},
+    {"QF_BV", "theory.euf.enabled", "false"},   {"QF_BV", "theory.la.enabled", "false"},
+    {"QF_BV", "theory.bv.bit_blast_mode", "2"}, {"QF_FP", "theory.euf.enabled", "false"},
+    {"QF_FP", "theory.la.enabled", "false"},    {"QF_BVFP", "theory.euf.enabled", "false"},
+    {"QF_BVFP", "theory.la.enabled", "false"},  {"QF_BVFP", "theory.bv.bit_blast_mode", "2"},
 };
 
 bool is_tuned(std::string_view logic)
@@ -107,6 +108,8 @@ void LibraryOptions::do_build(Configuration* config, bool with_logic) const
     setter.initialize_options();
     // scripts may declare functions of formulas, which the library takes when it is told to
     setter.set_option("allow_bool_function_args", "true", ConfigurationSetter::BUILTIN_PRIORITY);
+    // the language leaves open which zero the minimum of two different ones is
+    setter.set_option("theory.fp.minmax_zero_mode", "4", ConfigurationSetter::BUILTIN_PRIORITY);
     if (with_logic) {
         for (const LogicSetting& s : LOGIC_SETTINGS) {
             if (s.logic == logic_) {

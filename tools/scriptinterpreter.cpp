@@ -177,7 +177,7 @@ void ScriptInterpreter::push(int n)
     is_started_ = is_started_ || n > 0;
     levels_.reserve(levels_.size() + static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
-        levels_.push_back({names_.size(), assertion_texts_.size()});
+        levels_.push_back({names_.size(), assertion_texts_.size(), named_assertions_.size()});
         env_->push_backtrack_point();
     }
 }
@@ -194,6 +194,7 @@ void ScriptInterpreter::pop(int n)
         env_->pop_backtrack_point();
         levels_.pop_back();
         assertion_texts_.resize(level.assertions);
+        named_assertions_.resize(level.named_assertions);
         remove_names(level.names);
     }
     names_at_begin_ = std::min(names_at_begin_, names_.size());
@@ -206,6 +207,7 @@ void ScriptInterpreter::assert_formula(const Term_* term)
     forget_check();
     env_->assert_formula(term);
     is_started_ = true;
+    note_named_assertion(term);
     if (options_->produce_assertions) {
         const std::string text = driver_->command_text();
         constexpr std::string_view head = "(assert";
@@ -236,6 +238,7 @@ void ScriptInterpreter::reset_assertions()
     names_at_begin_ = 0;
     levels_.clear();
     assertion_texts_.clear();
+    named_assertions_.clear();
 }
 
 void ScriptInterpreter::reset()

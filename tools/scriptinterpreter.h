@@ -1,6 +1,6 @@
 // The commands of a script, run against an environment. Sources by theme: scriptinterpreter.cpp
 // (names, levels, assertions), scriptinterpreter_check.cpp (checks and what follows from them),
-// scriptinterpreter_model.cpp (models and values), scriptinterpreter_ask.cpp (options, information,
+// scriptinterpreter_results.cpp (unsat cores, enumerations), scriptinterpreter_model.cpp (models and values), scriptinterpreter_ask.cpp (options, information,
 // echo, what is not supported).
 #pragma once
 
@@ -70,6 +70,8 @@ public:
     void check_sat() override;
     void check_sat_assumptions(TermArgs terms) override;
     void get_unsat_assumptions() override;
+    void get_unsat_core() override;
+    void check_allsat(TermArgs terms) override;
 
     // Models
     void get_assignment() override;
@@ -87,10 +89,8 @@ public:
     void echo(std::string_view text) override;
 
     // What is not there
-    void get_unsat_core() override { unsupported(); }
     void get_proof() override { unsupported(); }
     void get_interpolant(const std::vector<std::string>&) override { unsupported(); }
-    void check_allsat(TermArgs) override { unsupported(); }
     void push_minimize(const Term_*, const OptAttributes&) override { unsupported(); }
     void push_maximize(const Term_*, const OptAttributes&) override { unsupported(); }
     void push_minmax(TermArgs, const OptAttributes&) override { unsupported(); }
@@ -123,6 +123,7 @@ private:
     struct Level {
         size_t names;
         size_t assertions;
+        size_t named_assertions;
     };
     /// What the last check came to, as far as later commands ask for it.
     enum class CheckState { none, sat, unsat, unknown };
@@ -152,7 +153,10 @@ private:
     void answer_unknown(std::string reason);
     template <class Check>
     void run_check(Check check);
+    const Term_* make_hidden_constant(const char* name);
     TheoryLit literal_of_assumption(const Term_* t);
+    bool is_contradictory() const;
+    void note_named_assertion(const Term_* term);
     void print_statistics_info();
 
     Environment* env_;
@@ -167,6 +171,7 @@ private:
     TermVector* parsed_terms_ = nullptr;                      // where parse_terms wants them
     std::vector<Level> levels_;
     std::vector<std::string> assertion_texts_;
+    std::vector<std::pair<std::string, const Term_*>> named_assertions_; // by the name of the whole
     bool is_started_ = false; // something was declared, asserted or pushed
 
     size_t names_at_begin_ = 0; // of the running command

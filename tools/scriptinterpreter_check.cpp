@@ -68,6 +68,16 @@ void ScriptInterpreter::check_sat()
     run_check([this] { return env_->check(); });
 }
 
+/// A Boolean constant that the script can't reach: its name is free again at once.
+const Term_* ScriptInterpreter::make_hidden_constant(const char* name)
+{
+    TermManager* tm = get_term_manager();
+    const std::string unused = tm->get_unused_symbol_name(name);
+    const Term_* constant = tm->make_constant(tm->make_symbol(unused, tm->get_bool_type()));
+    tm->remove_symbol(unused);
+    return constant;
+}
+
 /// The literal to assume for a term: itself for a Boolean constant with or without `not`. Any other
 /// term gets a name, which implies it, on a level that goes away before the next change.
 TheoryLit ScriptInterpreter::literal_of_assumption(const Term_* t)
@@ -83,10 +93,7 @@ TheoryLit ScriptInterpreter::literal_of_assumption(const Term_* t)
         env_->push_backtrack_point();
         has_assumption_level_ = true;
     }
-    // The name is free again at once: the constant must not be reachable from the script.
-    const std::string name = tm->get_unused_symbol_name(".assumption");
-    const Term_* constant = tm->make_constant(tm->make_symbol(name, tm->get_bool_type()));
-    tm->remove_symbol(name);
+    const Term_* constant = make_hidden_constant(".assumption");
     const Term_* negated = tm->make_not(constant);
     env_->assert_formula(tm->make_or(negated, t));
     return TheoryLit(constant, false);
@@ -116,6 +123,13 @@ void ScriptInterpreter::check_sat_assumptions(TermArgs terms)
     run_check([&] { return contradictory ? 0 : env_->check_with_assumptions(literals); });
 }
 
+/// Whether the term false was assumed, which is a reason by itself; the library was not asked then.
+bool ScriptInterpreter::is_contradictory() const
+{
+    return std::any_of(assumptions_.begin(), assumptions_.end(),
+                       [](const Assumption& a) { return a.is_false; });
+}
+
 void ScriptInterpreter::get_unsat_assumptions()
 {
     if (!options_->produce_unsat_assumptions) {
@@ -124,9 +138,7 @@ void ScriptInterpreter::get_unsat_assumptions()
     if (check_state_ != CheckState::unsat) {
         raise("get-unsat-assumptions needs a last check that answered unsat");
     }
-    // The term false is a reason by itself; the library was not asked then.
-    const bool contradictory = std::any_of(assumptions_.begin(), assumptions_.end(),
-                                           [](const Assumption& a) { return a.is_false; });
+    const bool contradictory = is_contradictory();
     std::vector<TheoryLit> failed;
     if (!contradictory) {
         failed.assign(env_->unsat_assumptions_begin(), env_->unsat_assumptions_end());

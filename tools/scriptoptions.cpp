@@ -98,6 +98,12 @@ OptionEffect set_script_option(std::string_view name, ValueKind kind, std::strin
             options->library.set("model_generation", wanted ? "true" : "false");
             return OptionEffect::rebuild;
         }
+        if (flag->field == &ScriptOptions::produce_unsat_cores) {
+            // as a default: whoever chose a way of finding cores keeps it
+            options->library.set_default("unsat_core_generation",
+                                         options->produce_unsat_cores ? "3" : "0");
+            return OptionEffect::rebuild;
+        }
         return OptionEffect::none;
     }
     if (const auto row = find_row(CHANNELS, name); row != std::end(CHANNELS)) {

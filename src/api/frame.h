@@ -2,6 +2,7 @@
 // barrier that no exception passes.
 #pragma once
 
+#include "api/cexternaldpllinterface.h"
 #include "base/bitvector.h"
 #include "base/configurationsetter.h"
 #include "base/exception.h"
@@ -51,6 +52,7 @@ struct ConfigWrapper {
 struct EnvWrapper {
     std::string last_error;
     CTerminationTest termination_test;
+    std::unique_ptr<CExternalDpllInterface> external_engine; // null before one was set
     BitVector visit_marks; // of tarq_visit_term; a walk inside a walk uses marks of its own
     bool visit_marks_free = true;
     std::unique_ptr<Environment> env; // last: it goes before what it borrows

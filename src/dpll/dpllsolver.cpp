@@ -2,8 +2,8 @@
 #include "dpll/dpllsolver.h"
 
 #include "base/logger.h"
-#include "dpll/ghostfilterhook.h"
-#include "dpll/preprocessorhook.h"
+#include "dpll/dpllpreprocessor.h"
+#include "dpll/ghostfilter.h"
 #include "terms/term.h"
 #include "terms/termmanager.h"
 
@@ -23,6 +23,13 @@ DpllSolver::DpllSolver(const Configuration::Dpll& config, TermManager* tm)
 {
     if (config.parent->proof_generation && config.preprocessor.mode != 0) {
         throw Exception("proof generation is not compatible with SAT-level preprocessing");
+    }
+    if (config.preprocessor.mode != 0) {
+        preprocessor_ = std::make_unique<DpllPreprocessor>(config.preprocessor, this);
+    }
+    const bool minimizes = config.minimize_model || config.allsat_minimize_model;
+    if (config.ghost_filtering || minimizes) {
+        ghost_filter_ = std::make_unique<dpll::GhostFilter>(this, minimizes);
     }
 }
 
@@ -56,9 +63,7 @@ int DpllSolver::make_var()
 int DpllSolver::new_var()
 {
     const int var = make_var();
-    if (theory_manager_) {
-        theory_manager_->tell_atom(nullptr, var);
-    }
+    tell_theory(nullptr, var);
     return var;
 }
 
@@ -115,13 +120,20 @@ bool DpllSolver::make_proxy(const Term_* t, int* var)
         (*logger_)(log_section_) << loglevel(4) << log_prefix_ << "proxied term: " << t->to_str()
                                  << ", with var: " << *var << EndLog;
     }
-    if (theory_manager_) {
-        theory_manager_->tell_atom(t, *var);
-        if (preprocessor_ && tm_ && tm_->is_boolean_atom(t)) {
-            preprocessor_->set_frozen(*var, true);
-        }
-    }
+    tell_theory(t, *var);
     return true;
+}
+
+/// What a theory looks at must stay.
+void DpllSolver::tell_theory(const Term_* t, int var)
+{
+    if (!theory_manager_) {
+        return;
+    }
+    theory_manager_->tell_atom(t, var);
+    if (preprocessor_ && !theory_manager_->boolean_vars().get(index(var))) {
+        preprocessor_->set_frozen(var, true);
+    }
 }
 
 int DpllSolver::proxy_for_term(const Term_* t) const
@@ -148,6 +160,7 @@ void DpllSolver::add_preferred_for_branching(int var)
 {
     if (std::find(preferred_.begin(), preferred_.end(), var) == preferred_.end()) {
         preferred_.push_back(var);
+        set_frozen(var, true);
     }
 }
 
@@ -225,6 +238,17 @@ lbool DpllSolver::get_model_value(int var) const
     return 0 <= var && index(var) < model_.size() ? model_[index(var)] : l_Undef;
 }
 
+void DpllSolver::get_full_assignment(std::vector<lbool>& out) const
+{
+    out.resize(index(num_vars()));
+    for (int var = 0; var < num_vars(); ++var) {
+        out[index(var)] = value(var);
+    }
+    if (preprocessor_) {
+        preprocessor_->extend_model(out);
+    }
+}
+
 bool DpllSolver::is_eliminated(int var) const
 {
     return preprocessor_ && preprocessor_->has_been_eliminated(var);
@@ -235,9 +259,7 @@ bool DpllSolver::is_eliminated(int var) const
 void DpllSolver::unchecked_enqueue(Lit l, Clause* reason)
 {
     TARQ_ASSERT(value(l).is_undef());
-    if (is_eliminated(l.var()) && !preprocessor_->is_reconstructing()) {
-        return;
-    }
+    TARQ_ASSERT(!is_eliminated(l.var()));
     values_[index(l.index())] = l_True;
     values_[index((~l).index())] = l_False;
     vardata_[index(l.var())] = {reason, decision_level(), static_cast<int>(trail_size_)};

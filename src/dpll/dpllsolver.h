@@ -1,7 +1,7 @@
 // The conflict-driven clause-learning engine. One class in several sources, by verb: _clauses
 // (adding and removing), _propagate, _analyze (conflicts), _search (loop, decisions), _reduce
-// (restarts and clause database), _btpoints (push and pop), _theory (the theory side), _check
-// (invariants).
+// (restarts and clause database), _btpoints (push and pop), _theory (the theory side), _allsat
+// (enumeration and minimisation of models), _check (invariants).
 #pragma once
 
 #include "base/configuration.h"
@@ -13,23 +13,26 @@
 #include "dpll/heap.h"
 #include "dpll/lit.h"
 #include "dpll/theoryhook.h"
+#include "terms/theorylit.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace tarq {
 
+class AllSatModelFoundHook;
 class Logger;
 class TermManager;
 class TerminationTest;
 class Term_;
+class DpllPreprocessor;
 
 namespace dpll {
-class GhostFilterHook;
-class PreprocessorHook;
+class GhostFilter;
 } // namespace dpll
 
 /// Decides satisfiability of a set of clauses modulo what the theory hook says, incrementally.
@@ -57,6 +60,12 @@ public:
     using Lit = dpll::Lit;
 
     class error : public Exception {
+    public:
+        using Exception::Exception;
+    };
+
+    /// The end of an enumeration that its hook stopped.
+    class interrupted : public Exception {
     public:
         using Exception::Exception;
     };
@@ -163,12 +172,30 @@ public:
                                uint64_t decision_limit, uint64_t propagation_limit,
                                bool keep_trail = false);
 
+    /// Enumerates the models of the clauses, as to the values of some variables. Each model is
+    /// excluded by a clause that stays until the newest point is popped: without a point, later
+    /// solves look at what the enumeration has left.
+    /// hook         told of each model, may be null; borrowed
+    /// vars         the variables; those that stand for no term are left out, repetitions count
+    ///              once. Empty: all that stand for a term
+    /// assumptions  hold for this call only
+    /// guard        joins each of these clauses, a literal that is false under the assumptions;
+    ///              lit_Undef for none
+    /// returns      how many there are, or -2 when there is no variable at all
+    /// throws       interrupted "AllSat hook returned false, aborting"; the models before the last
+    ///              one told stay excluded then
+    int allsat(AllSatModelFoundHook* hook, const std::vector<int>& vars,
+               const std::vector<Lit>& assumptions = {}, Lit guard = dpll::lit_Undef);
+
     /// The negations of failed assumptions of the last unsat solve: the clauses imply that one of
     /// these holds. Empty when the clauses are unsat without assumptions.
     const std::vector<dpll::Lit>& get_conflict() const { return conflict_; }
     void clear_conflict() { conflict_.clear(); }
     /// The value of `var` in the last model; l_Undef beyond its length.
     lbool get_model_value(int var) const;
+    /// The current assignment, one value per variable, with values for eliminated variables if all
+    /// others have one: what a theory reads while the search stands at a model.
+    void get_full_assignment(std::vector<lbool>& out) const;
     /// The current value; at the end of a solve only what holds at the backtrack levels.
     lbool value(int var) const { return values_[index(var) * 2]; }
     lbool value(dpll::Lit l) const { return values_[index(l.index())]; }
@@ -183,6 +210,8 @@ public:
     /// throws  DpllSolver::error "no backtrack points to pop", with nothing changed
     virtual void pop_backtrack_point();
     int num_backtrack_points() const { return static_cast<int>(btpoints_.size()); }
+    /// The literals of the points, oldest first.
+    const std::vector<Lit>& get_backtrack_points() const { return btpoints_; }
     /// -1 while consistent, else the number of points (from the oldest) that are contradictory with
     /// the clauses.
     int unsat_level() const { return unsat_level_; }
@@ -197,15 +226,28 @@ public:
     const Stats& get_stats() const { return stats_; }
     size_t num_clauses() const { return clauses_.size(); }
     size_t num_learnts() const { return learnts_.size(); }
-    /// The theory lemmas kept under `dpll.store_tlemmas`, oldest first; borrowed.
+    /// The theory lemmas kept under `dpll.store_tlemmas`, oldest first; borrowed. With
+    /// `unsat_core_generation` 2 the clauses given to keep_axiom are among them.
     const std::vector<dpll::Clause*>& get_theory_lemmas() const { return stored_tlemmas_; }
+    /// The clause preprocessor, null when `dpll.preprocessor.mode` is 0.
+    const DpllPreprocessor* get_preprocessor() const { return preprocessor_.get(); }
 
-    // -- Collaborators; borrowed, may be null. Theory side, preprocessor and ghost filter are to be
-    //    set before the first variable.
+    /// Tells of a clause, about to be added, that a theory knows to hold. Under
+    /// `unsat_core_generation` 2 a copy is kept, whatever becomes of the clause.
+    void keep_axiom(const std::vector<Lit>& lits);
 
-    void set_theory_manager(dpll::TheoryHook* t) { theory_manager_ = t; }
-    void set_preprocessor(dpll::PreprocessorHook* p) { preprocessor_ = p; }
-    void set_ghost_filter(dpll::GhostFilterHook* g) { ghost_filter_ = g; }
+    // -- What the ghost filter says; without one nothing is a ghost
+
+    /// The variable is decided even if no clause depends on it.
+    void set_never_ghost(int var);
+    /// Whether the theories need not hear of a true literal: it follows by a theory clause, and no
+    /// clause of the problem depends on it.
+    bool is_ghost_of_theory(Lit l) const;
+
+    // -- Collaborators; borrowed, may be null. The theory side is to be set before the first
+    //    variable.
+
+    void set_theory_manager(dpll::TheoryHook* t);
     /// section, prefix: of all lines the engine writes.
     void set_logger(Logger* logger, const std::string& section, const std::string& prefix);
     /// Asked every 100 conflicts, 1000 decisions or 200,000 propagations, whatever comes first.
@@ -231,6 +273,10 @@ protected:
     static int64_t luby(int64_t i);
 
 private:
+    friend class DpllPreprocessor; // its runs work on clauses, watches and the trail
+    friend class dpll::GhostFilter;
+    friend class ExternalDpllEngineHook; // a DpllSolver without a search of its own
+
     using Clause = dpll::Clause;
     using Watch = dpll::Watch;
     using WatchList = ReallocVector<Watch>;
@@ -261,6 +307,7 @@ private:
     static size_t index(int i) { return static_cast<size_t>(i); }
 
     int make_var();
+    void tell_theory(const Term_* t, int var);
 
     // values and trail
     int trail_pos(int var) const { return vardata_[index(var)].trail_pos; }
@@ -280,8 +327,9 @@ private:
     bool leave_problem(Clause* c, bool retract);
     void sweep_removed(bool learnt_only);
     bool do_add_clause(std::vector<Lit>& lits, Clause** out, bool drop_false);
-    bool add_unit(const std::vector<Lit>& lits, Clause** out);
+    bool add_unit(const std::vector<Lit>& lits);
     Clause* add_clause_during_search(std::vector<Lit>& lits);
+    void put_back_clause(Clause* c);
     bool propagate_at_base();
     bool locked(const Clause* c) const;
     /// Appends the negation of the newest point below that variable, if there is one.
@@ -330,6 +378,15 @@ private:
     uint32_t next_random();
     void put_back_ghost_vars();
 
+    // enumeration and minimisation of models
+    int base_levels() const;
+    int minimize_model();
+    bool drop_from_model(Lit l);
+    void drop_ghosts_from_model();
+    bool allsat_backjump_and_learn();
+    void minimize_block(std::vector<Lit>& block);
+    void tell_allsat_hook(const std::vector<Lit>& block);
+
     // restarts and clause database
     void init_search_parameters();
     int64_t base_learnt_limit() const;
@@ -342,6 +399,7 @@ private:
     void reduce_db();
     void collect_learnt_memory();
     bool simplify();
+    bool preprocess();
     void remove_satisfied(std::vector<Clause*>& list, int b);
     void shrink_watches();
     void reset_var_order();
@@ -359,6 +417,8 @@ private:
     Clause* get_theory_reason(Lit l, bool force);
     Clause* new_theory_clause(bool attach_it);
     bool add_theory_lemma(int* backjump);
+    bool has_pending_lemmas();
+    unsigned next_theory_lemma(bool* keep, bool* permanent);
     int ghost_backjump_level(const Clause* c);
     bool place_lemma(Clause* c);
     bool resolve_conflicting_lemmas();
@@ -425,6 +485,14 @@ private:
     hsh::HashMap<uint32_t, unsigned> lemma_ids_; // clause id to lemma id
     std::vector<Clause*> stored_tlemmas_;        // one reference each
 
+    // of the running enumeration
+    bool allsat_ = false;
+    AllSatModelFoundHook* allsat_hook_ = nullptr;
+    std::vector<int> allsat_vars_;
+    Lit allsat_guard_;
+    int allsat_count_ = 0;
+    std::vector<TheoryLit> hook_lits_; // scratch, passed to the hook
+
     // restarts and reductions
     double restart_limit_ = 0;
     int64_t luby_index_ = 1;
@@ -476,9 +544,9 @@ private:
     std::vector<Clause*> removed_; // clauses on their way out of the lists
 
     Stats stats_;
+    std::unique_ptr<DpllPreprocessor> preprocessor_; // null for none
     dpll::TheoryHook* theory_manager_ = nullptr;
-    dpll::PreprocessorHook* preprocessor_ = nullptr;
-    dpll::GhostFilterHook* ghost_filter_ = nullptr;
+    std::unique_ptr<dpll::GhostFilter> ghost_filter_; // null unless an option needs it
     const TerminationTest* termination_test_ = nullptr;
     Logger* logger_ = nullptr;
     std::string log_section_ = "DPLL";

@@ -1,7 +1,7 @@
 // Backtrack points: push, and pop with everything that was made since.
+#include "dpll/dpllpreprocessor.h"
 #include "dpll/dpllsolver.h"
-#include "dpll/ghostfilterhook.h"
-#include "dpll/preprocessorhook.h"
+#include "dpll/ghostfilter.h"
 
 #include <algorithm>
 
@@ -15,9 +15,6 @@ int DpllSolver::push_backtrack_point()
     cancel_until(std::min(decision_level(), num_backtrack_points())); // what a kept trail left
     const int var = new_var();
     const Lit b(var);
-    if (preprocessor_) {
-        preprocessor_->set_frozen(var, true);
-    }
     open_btpoint_levels();
     btpoints_.push_back(b);
     btpoint_vars_.insert(var);
@@ -28,7 +25,7 @@ int DpllSolver::push_backtrack_point()
         ghost_filter_->push_backtrack_point();
     }
     if (preprocessor_) {
-        preprocessor_->push_backtrack_point();
+        preprocessor_->push_backtrack_point(var);
     }
     if (theory_manager_) {
         theory_manager_->push_backtrack_point();

@@ -1,8 +1,8 @@
 // Clauses come and go: adding, watching, removing.
 #include "base/logger.h"
+#include "dpll/dpllpreprocessor.h"
 #include "dpll/dpllsolver.h"
-#include "dpll/ghostfilterhook.h"
-#include "dpll/preprocessorhook.h"
+#include "dpll/ghostfilter.h"
 
 #include <algorithm>
 
@@ -101,6 +101,9 @@ Clause* DpllSolver::add_clause_inplace(std::vector<Lit>& lits, bool theory_claus
         const std::string text = "adding clause (size " + std::to_string(lits.size()) + "): ";
         log_clause(4, text.c_str(), lits.data(), lits.data() + lits.size());
     }
+    if (preprocessor_) {
+        preprocessor_->bring_back(lits, theory_clause);
+    }
     if (!btpoints_.empty()) {
         lits.push_back(~btpoints_.back());
     }
@@ -112,10 +115,6 @@ Clause* DpllSolver::add_clause_inplace(std::vector<Lit>& lits, bool theory_claus
     }
     if (!c) {
         return nullptr;
-    }
-    if (preprocessor_ && !btpoints_.empty()) {
-        c->compute_abstraction(btpoints_.back().var());
-        c->set_guard_var(btpoints_.back().var());
     }
     if (theory_clause) {
         c->set_theory();
@@ -140,19 +139,25 @@ Clause* DpllSolver::add_clause_during_search(std::vector<Lit>& lits)
         unsat_level_ = 0; // a guard would be there if there were points
         return nullptr;
     }
-    std::sort(lits.begin(), lits.end(), TheoryClauseLitLess{this});
     Clause* c = new_clause(lits, false, false);
+    put_back_clause(c);
+    return c;
+}
+
+/// Makes a clause without complementary literals permanent, whatever is assigned.
+void DpllSolver::put_back_clause(Clause* c)
+{
+    std::sort(c->begin(), c->end(), TheoryClauseLitLess{this});
     clauses_.push_back(c);
     if (c->size() == 1) {
         pending_units_.push_back(c);
-        return c;
+        return;
     }
     attach_clause(c);
     if (is_assigned((*c)[0].var()) ||
         std::all_of(c->begin() + 1, c->end(), [&](Lit l) { return value(l).is_false(); })) {
         pending_units_.push_back(c);
     }
-    return c;
 }
 
 /// Propagates with no search level open; false after a conflict, which fixes unsat_level.
@@ -206,7 +211,7 @@ bool DpllSolver::do_add_clause(std::vector<Lit>& lits, Clause** out, bool drop_f
         std::sort(lits.begin(), lits.end(), TheoryClauseLitLess{this});
     }
     if (lits.size() == 1) {
-        return add_unit(lits, out);
+        return add_unit(lits);
     }
     Clause* c = new_clause(lits, false, false);
     *out = c;
@@ -225,13 +230,9 @@ bool DpllSolver::do_add_clause(std::vector<Lit>& lits, Clause** out, bool drop_f
     return propagate_at_base();
 }
 
-/// The one literal is unassigned or false. It needs no clause object but for the preprocessor.
-bool DpllSolver::add_unit(const std::vector<Lit>& lits, Clause** out)
+/// The one literal is unassigned or false. It needs no clause object.
+bool DpllSolver::add_unit(const std::vector<Lit>& lits)
 {
-    if (preprocessor_) {
-        *out = new_clause(lits, false, false);
-        clauses_.push_back(*out);
-    }
     if (value(lits[0]).is_false()) {
         unsat_level_ = level(lits[0].var());
         return false;
@@ -318,6 +319,9 @@ bool DpllSolver::remove_clause(Clause* c, bool retract)
     if (c->size() > 1) {
         detach_clause(c);
     }
+    if (preprocessor_) {
+        preprocessor_->forget_retracted();
+    }
     release_clause(c);
     return true;
 }
@@ -328,6 +332,9 @@ void DpllSolver::sweep_removed(bool learnt_only)
 {
     TARQ_HEAVY_ASSERT(std::none_of(removed_.begin(), removed_.end(),
                                    [this](const Clause* c) { return locked(c); }));
+    if (preprocessor_) {
+        preprocessor_->forget_retracted();
+    }
     size_t j = 0;
     for (Clause* c : removed_) {
         if (c->num_references() > 1 || c->size() < 2) {

@@ -1,7 +1,7 @@
 // Restarts, and upkeep of the clause database and the variable order.
 #include "base/logger.h"
+#include "dpll/dpllpreprocessor.h"
 #include "dpll/dpllsolver.h"
-#include "dpll/preprocessorhook.h"
 
 #include <algorithm>
 #include <limits>
@@ -212,11 +212,11 @@ void DpllSolver::reduce_db()
 
 /// Moves the learnt clauses to fresh memory in the order of the watch lists, so that propagation
 /// walks memory forward, and gives back what reductions left unused. A clause that someone else
-/// refers to can't be moved; such are rare, and then all stay. The store of theory lemmas may be
-/// the last holder of a clause in that memory.
+/// refers to can't be moved; such are rare, and then all stay. The store of theory lemmas and
+/// the ghost filter may be the last holders of a clause in that memory.
 void DpllSolver::collect_learnt_memory()
 {
-    if (!pending_units_.empty() || !stored_tlemmas_.empty() ||
+    if (!pending_units_.empty() || !stored_tlemmas_.empty() || ghost_filter_ ||
         std::any_of(learnts_.begin(), learnts_.end(),
                     [](const Clause* c) { return c->num_references() > 1; })) {
         return;
@@ -259,6 +259,9 @@ bool DpllSolver::simplify()
     if (decision_level() == 0 && !propagate_at_base()) {
         return false;
     }
+    if (preprocessor_ && !preprocessed_ && !preprocess()) {
+        return false;
+    }
     const size_t num_clauses = clauses_.size() + learnts_.size();
     if (static_cast<int64_t>(trail_size_) == simp_assigns_ || simp_props_ > 0 ||
         index(order_heap_.size()) > num_clauses) {
@@ -273,15 +276,8 @@ bool DpllSolver::simplify()
         remove_satisfied(clauses_, b);
     }
     sweep_removed(preprocessor_ != nullptr);
-    if (preprocessor_) {
-        const int mode = config_.preprocessor.mode;
-        if (mode == 2 || (mode == 1 && !preprocessed_)) {
-            preprocessed_ = true;
-            if (!preprocessor_->boolean_preprocessing()) {
-                unsat_level_ = std::max(unsat_level_, decision_level());
-                return false;
-            }
-        }
+    if (preprocessor_ && config_.preprocessor.mode == 2 && !preprocess()) {
+        return false;
     }
     if (decision_level() == 0) {
         rebuild_var_order();
@@ -297,6 +293,14 @@ bool DpllSolver::simplify()
                                  << " vars)" << EndLog;
     }
     return true;
+}
+
+/// False when the preprocessor finds the clauses unsatisfiable.
+bool DpllSolver::preprocess()
+{
+    const bool first = !preprocessed_;
+    preprocessed_ = true;
+    return preprocessor_->boolean_preprocessing(first);
 }
 
 /// Moves the clauses that are satisfied for good, or for as long as they live, to removed_.

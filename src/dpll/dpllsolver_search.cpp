@@ -1,9 +1,9 @@
 // The search loop: propagate, ask the theories, analyse conflicts, decide.
 #include "base/logger.h"
 #include "base/terminationtest.h"
+#include "dpll/dpllpreprocessor.h"
 #include "dpll/dpllsolver.h"
-#include "dpll/ghostfilterhook.h"
-#include "dpll/preprocessorhook.h"
+#include "dpll/ghostfilter.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -56,6 +56,9 @@ DpllSolver::SearchResult DpllSolver::do_solve(const std::vector<Lit>& assumption
     preprocessed_ = false;
     cancel_until(std::min(decision_level(), num_backtrack_points())); // what a kept trail left
     assumptions_ = assumptions;
+    if (preprocessor_) {
+        preprocessor_->bring_back(assumptions_, true);
+    }
     SearchResult result;
     try {
         result = run_searches();
@@ -111,12 +114,12 @@ void DpllSolver::log_restart() const
 
 void DpllSolver::build_model()
 {
-    model_.resize(index(num_vars()));
-    for (int var = 0; var < num_vars(); ++var) {
-        model_[index(var)] = value(var);
+    get_full_assignment(model_);
+    if (ghost_filter_ && config_.ghost_filtering) {
+        drop_ghosts_from_model();
     }
-    if (preprocessor_) {
-        preprocessor_->extend_model(model_);
+    if (config_.minimize_model) {
+        minimize_model();
     }
 }
 
@@ -183,7 +186,7 @@ DpllSolver::Step DpllSolver::search_step()
         return search_conflict(confl, "boolean conflict: ");
     }
     Step s = search_btpoints();
-    if (s == Step::go_on && theory_manager_) {
+    if (s == Step::go_on && (theory_manager_ || allsat_hook_)) {
         s = search_theory(true);
     }
     if (s == Step::go_on) {
@@ -247,7 +250,7 @@ DpllSolver::Step DpllSolver::search_btpoints()
 DpllSolver::Step DpllSolver::search_theory(bool approx)
 {
     check_theory(approx);
-    if (theory_manager_->conflict()) {
+    if (theory_manager_ && theory_manager_->conflict()) {
         return search_conflict(get_theory_conflict(),
                                approx ? "theory conflict: " : "theory complete conflict: ");
     }
@@ -265,7 +268,7 @@ DpllSolver::Step DpllSolver::search_base_upkeep()
         return Step::unsat;
     }
     reduce_db_if_due();
-    return Step::go_on;
+    return decision_level() < num_backtrack_points() ? Step::next : Step::go_on;
 }
 
 DpllSolver::Step DpllSolver::search_assumptions()
@@ -308,11 +311,17 @@ DpllSolver::Step DpllSolver::search_full_assignment()
         if (last != Step::go_on) {
             return last;
         }
-        if (config_.parent->model_generation) {
+        if (config_.parent->model_generation && !allsat_) {
             theory_manager_->build_model();
         }
     }
-    return pending_units_.empty() ? Step::sat : Step::next;
+    if (!pending_units_.empty()) {
+        return Step::next;
+    }
+    if (!allsat_) {
+        return Step::sat;
+    }
+    return allsat_backjump_and_learn() ? Step::next : Step::unsat;
 }
 
 // -- Decisions

@@ -1,9 +1,10 @@
 // The theory side as the engine sees it: telling literals, taking conflicts, implications and
 // lemmas.
 #include "base/logger.h"
+#include "dpll/allsathook.h"
+#include "dpll/dpllpreprocessor.h"
 #include "dpll/dpllsolver.h"
-#include "dpll/ghostfilterhook.h"
-#include "dpll/preprocessorhook.h"
+#include "dpll/ghostfilter.h"
 
 #include <algorithm>
 
@@ -69,6 +70,18 @@ void DpllSolver::store_tlemma(Clause* c)
     }
 }
 
+void DpllSolver::keep_axiom(const std::vector<Lit>& lits)
+{
+    if (!config_.store_tlemmas || config_.parent->unsat_core_generation != 2) {
+        return;
+    }
+    std::vector<Lit> guarded(lits);
+    if (!btpoints_.empty()) {
+        guarded.push_back(~btpoints_.back());
+    }
+    stored_tlemmas_.push_back(make_detached_clause(guarded));
+}
+
 /// The pending conflict as a clause with a reference for the caller; null for an empty one.
 Clause* DpllSolver::get_theory_conflict()
 {
@@ -132,7 +145,8 @@ bool DpllSolver::enqueue_theory_implications()
         if (is_assigned(l.var())) {
             continue; // if it is false the next check finds the conflict
         }
-        Clause* reason = get_theory_reason(l, false);
+        // Under lemma lifting every step of the theories must be on record.
+        Clause* reason = get_theory_reason(l, config_.parent->unsat_core_generation == 2);
         if (!reason) {
             reason = theory_reason_;
             ++stats_.lazily_explained_theory_propagations;
@@ -148,13 +162,13 @@ bool DpllSolver::enqueue_theory_implications()
 
 int DpllSolver::add_theory_lemmas()
 {
-    if (!theory_manager_ || decision_level() < num_backtrack_points()) {
+    if (decision_level() < num_backtrack_points()) {
         return 2;
     }
     int backjump = decision_level();
     bool any = false;
     conflicting_lemmas_.clear();
-    while (theory_manager_->has_lemmas()) {
+    while (has_pending_lemmas()) {
         any = true;
         if (!add_theory_lemma(&backjump)) {
             return 1;
@@ -169,19 +183,38 @@ int DpllSolver::add_theory_lemmas()
     if (backjump < decision_level()) {
         cancel_until(backjump);
     }
-    if (preprocessor_ && preprocessor_->needs_reelimination()) {
-        if (!add_pending_units()) {
-            return 1;
-        }
-        preprocessor_->mark_satisfied_clauses_as_dropped();
-        preprocessor_->clean_solver_database();
-        if (!preprocessor_->perform_reelimination()) {
-            unsat_level_ = std::max(unsat_level_, decision_level());
-            return 1;
-        }
-        preprocessor_->clean_solver_database();
-    }
     learnt_limit_ = std::max(learnt_limit_, base_learnt_limit());
+    return 0;
+}
+
+bool DpllSolver::has_pending_lemmas()
+{
+    return (theory_manager_ && theory_manager_->has_lemmas()) ||
+           (allsat_hook_ && allsat_hook_->has_new_clauses());
+}
+
+/// Fills `theory_lits_` with the next lemma, or with the next clause of the hook of an enumeration.
+/// Returns the id for the theory side, 0 for none.
+unsigned DpllSolver::next_theory_lemma(bool* keep, bool* permanent)
+{
+    if (theory_manager_ && theory_manager_->has_lemmas()) {
+        return theory_manager_->get_lemma(theory_lits_, keep, permanent);
+    }
+    std::vector<TheoryLit> clause;
+    allsat_hook_->get_new_clause(clause);
+    for (TheoryLit l : clause) {
+        int var;
+        make_proxy(l.get_term(), &var);
+        set_problem_var(var, true);
+        theory_lits_.emplace_back(var, l.is_neg());
+    }
+    // Unlike a lemma it need not hold beyond the enumeration.
+    if (allsat_guard_ != lit_Undef) {
+        theory_lits_.push_back(allsat_guard_);
+    }
+    if (!btpoints_.empty()) {
+        theory_lits_.push_back(~btpoints_.back());
+    }
     return 0;
 }
 
@@ -192,7 +225,10 @@ bool DpllSolver::add_theory_lemma(int* backjump)
     bool keep = true;
     bool permanent = true;
     theory_lits_.clear();
-    const unsigned id = theory_manager_->get_lemma(theory_lits_, &keep, &permanent);
+    const unsigned id = next_theory_lemma(&keep, &permanent);
+    if (preprocessor_) {
+        preprocessor_->bring_back(theory_lits_, true);
+    }
     if (!theory_lits_.empty()) {
         if (keep && ghost_filter_ && !btpoints_.empty()) {
             theory_lits_.push_back(~btpoints_.back());
@@ -238,8 +274,7 @@ bool DpllSolver::add_theory_lemma(int* backjump)
     return place_lemma(c);
 }
 
-/// Where a lemma literal that is true, but that the ghost filter hid from the theories, gets
-/// undone.
+/// Where the literals over the atoms of a new lemma get undone that were kept from the theories.
 int DpllSolver::ghost_backjump_level(const Clause* c)
 {
     int result = decision_level();
@@ -248,7 +283,7 @@ int DpllSolver::ghost_backjump_level(const Clause* c)
             continue;
         }
         const Lit on_trail = l ^ static_cast<int>(value(l).is_false());
-        if (ghost_filter_->is_ghost(on_trail, true)) {
+        if (is_ghost_of_theory(on_trail)) {
             result = std::min(result, std::max(level(l.var()) - 1, 0));
         }
     }

@@ -2,17 +2,16 @@
 
 namespace tarq {
 
-bool BvIteFilter::is_good_atom(const Term_* t) const
+bool IteFilter::is_good_atom(const Term_* t) const
 {
-    const SymbolTag::tag tag = tm_->get_tag(t);
     return tm_->is_true(t) || tm_->is_false(t) || tm_->is_boolean_constant(t) ||
-           (tag >= SymbolTag::BV_ULT && tag <= SymbolTag::BV_SLE) ||
-           (tag == SymbolTag::EQ && tm_->is_bv_type(TermManager::get_type(t->child(0))));
+           is_own_atom(tm_->get_tag(t)) ||
+           (tm_->is_equal(t) && is_own_type(TermManager::get_type(t->child(0))));
 }
 
-bool BvIteFilter::operator()(const Term_* t)
+bool IteFilter::operator()(const Term_* t)
 {
-    if (!tm_->is_term_ite(t) || !tm_->is_bv_type(TermManager::get_type(t))) {
+    if (!tm_->is_term_ite(t) || !is_own_type(TermManager::get_type(t))) {
         return false;
     }
     const Term_* condition = t->child(0);

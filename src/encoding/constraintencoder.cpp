@@ -25,7 +25,8 @@ public:
             return VisitResult::PROCESS;
         }
         enc_fun* f = encoder_.find(t);
-        if (f && !(encoder_.config_.bv_ite_circuits && encoder_.bv_ites_(t))) {
+        if (f && !(encoder_.config_.bv_ite_circuits && encoder_.bv_ites_(t)) &&
+            !(encoder_.config_.fp_ite_circuits && encoder_.fp_ites_(t))) {
             poll();
             (*f)(encoder_.tm_, t, axioms_, encoder_.added_);
             return VisitResult::PROCESS;

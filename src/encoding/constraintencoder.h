@@ -40,6 +40,7 @@ public:
         int ite_call_limit = 0;       // of the minimisation, 0 for none
         bool times_zero_line = false; // signs and zeros of products
         bool bv_ite_circuits = false; // the term-ITEs of BvIteFilter stay without axioms
+        bool fp_ite_circuits = false; // and those of FpIteFilter
         bool bv_div_uf = false;       // division by zero is a function of the dividend
         bool fp_minmax_uf = false;    // and so is the minimum of two different zeros, of both
         bool real_div_uf = false;     // real division by zero is a function of the dividend
@@ -90,6 +91,7 @@ private:
     std::unique_ptr<enc_fun> bool_args_; // of uninterpreted functions; null where they are refused
     TermIteEncoder* ite_;                // in the table
     BvIteFilter bv_ites_{tm_};
+    FpIteFilter fp_ites_{tm_};
     TermSet added_;
     BitVector plain_; // by term id: nodes with nothing to define at or below them
     BitVector marks_; // of the walk; all off between walks

@@ -1,12 +1,14 @@
 // Construction, the assertion stack and the road of a formula to the engine.
 #include "env/environment.h"
 
+#include "dpll/externaldpllenginehook.h"
 #include "encoding/commonequalities.h"
 #include "encoding/normrules.h"
 #include "env/environment_solvers.h"
 #include "results/modelstore.h"
 #include "terms/stdtermsimplifier.h"
 #include "theory/bv/eagerbvsolver.h"
+#include "theory/fp/fpbveagersolver.h"
 
 #include <algorithm>
 #include <iterator>
@@ -25,8 +27,8 @@ ConstraintEncoder::config encoder_config(const Configuration& config)
     c.ite_minimization = config.preprocessor.ite_minimization;
     c.ite_call_limit = config.preprocessor.ite_minimization_call_limit;
     c.bv_ite_circuits = bv::eager::EagerBVSolver::builds_ites(config.theory);
+    c.fp_ite_circuits = fp::FpBvEagerSolver::builds_ites(config.theory);
     c.bv_div_uf = config.theory.bv.div_by_zero_mode == 1;
-    c.fp_minmax_uf = config.theory.fp.minmax_zero_mode == 4;
     c.real_div_uf = config.theory.na.div_by_zero_mode == 1;
     if (!config.debug.term_simplifications) {
         c.basic_ite_simplification = c.ite_minimization = false; // they work by simplification
@@ -36,13 +38,20 @@ ConstraintEncoder::config encoder_config(const Configuration& config)
 
 } // namespace
 
-Environment::Solvers::Solvers(const Configuration& config, TermManager* tm)
-    : engine(config.dpll, tm), polarity(tm),
-      sink(tm, &engine, &polarity, config.dpll.branching_initial_phase, false),
+Environment::Solvers::Solvers(const Configuration& config, TermManager* tm,
+                              dpll::ExternalDpllInterface* external)
+    : own_engine(external ? std::make_unique<ExternalDpllEngineHook>(config.dpll, tm, external)
+                          : std::make_unique<DpllSolver>(config.dpll, tm)),
+      engine(*own_engine), polarity(tm),
+      cores(config.unsat_core_generation != 0
+                ? std::make_unique<UnsatCoreStore>(config, tm, &engine)
+                : nullptr),
+      sink(config, tm, &engine, &polarity, cores.get()),
       cnf(tm, &sink, config.preprocessor.full_cnf_conversion),
       nnf(config.preprocessor.partial_nnf_conversion ? std::make_unique<NNFGenerator>(tm)
                                                      : nullptr),
-      propagator(config.preprocessor.toplevel_propagation
+      // what it learns from one formula would end up in others, unseen by cores
+      propagator(config.preprocessor.toplevel_propagation && !cores
                      ? std::make_unique<ToplevelPropagator>(tm, &rewrites, config.model_generation,
                                                             config.theory.na.div_by_zero_mode == 1)
                      : nullptr),
@@ -70,6 +79,8 @@ Environment::Environment(const Configuration* config) : Environment(config, null
 Environment::Environment(const Configuration* config, TermManager* tm) : tm_(tm)
 {
     config->copy_to(&config_);
+    pure_literal_filtering_ = config_.theory.pure_literal_filtering;
+    pure_equality_filtering_ = config_.theory.la.pure_equality_filtering;
     refuse_unsupported_options();
     if (!tm_) {
         owned_tm_ = std::make_unique<TermManager>();
@@ -109,15 +120,12 @@ Environment::~Environment()
 void Environment::refuse_unsupported_options() const
 {
     const std::pair<const char*, bool> requested[] = {
+        {"unsat_core_generation=1", config_.unsat_core_generation == 1}, // brings the next along
         {"proof_generation", config_.proof_generation},
         {"interpolation", config_.interpolation},
-        {"unsat_core_generation", config_.unsat_core_generation != 0},
-        {"dpll.ghost_filtering", config_.dpll.ghost_filtering},
-        {"dpll.minimize_model", config_.dpll.minimize_model},
-        {"dpll.allsat_minimize_model", config_.dpll.allsat_minimize_model},
-        {"dpll.preprocessor.mode", config_.dpll.preprocessor.mode != 0},
         {"debug.api_call_trace", config_.debug.api_call_trace != 0},
         {"theory.arr.mode", config_.theory.arr.mode != 0},
+        {"theory.fp.mode", config_.theory.fp.enabled && config_.theory.fp.mode > 1},
     };
     for (auto [name, on] : requested) {
         if (on) {
@@ -131,14 +139,46 @@ void Environment::init()
     interrupted_ = false;
     assertions_done_ = 0;
     trivially_unsat_at_ = -1;
+    enumerated_at_ = -1;
     last_result_ = -1;
     reset_model();
     unsat_assumptions_.clear();
-    solvers_ = std::make_unique<Solvers>(config_, tm_);
+    make_solvers();
     solvers_->engine.set_logger(&logger_, config_.verbosity > 2 ? "DPLL" : "", "");
     next_bt_label_ = 1;
     solvers_->theories->set_logger(&logger_);
     set_termination_test(termination_test_);
+}
+
+/// Builds the solver objects. A foreign SAT engine that does not take part any more is given up.
+void Environment::make_solvers()
+{
+    // Literals that the theories are not told may have to be told later, at a level to which the
+    // search goes back; a foreign one can't be made to.
+    config_.theory.pure_literal_filtering = pure_literal_filtering_ && !external_;
+    config_.theory.la.pure_equality_filtering = pure_equality_filtering_ && !external_;
+    if (!external_) {
+        solvers_ = std::make_unique<Solvers>(config_, tm_, nullptr);
+        return;
+    }
+    try {
+        external_->reset_interface();
+        solvers_ = std::make_unique<Solvers>(config_, tm_, external_);
+    } catch (...) {
+        external_ = nullptr;
+        make_solvers();
+        throw;
+    }
+}
+
+void Environment::set_external_solver(dpll::ExternalDpllInterface* external)
+{
+    if (!assertions_.empty()) {
+        throw make_error<error>("can't set external solver, assertion stack is not empty");
+    }
+    external_ = external;
+    do_reset();
+    init();
 }
 
 void Environment::do_reset()
@@ -242,6 +282,9 @@ void Environment::do_push_backtrack_point()
     solvers_->polarity.push_backtrack_point();
     solvers_->cnf.push_backtrack_point();
     solvers_->engine.push_backtrack_point();
+    if (solvers_->cores) {
+        solvers_->cores->push_backtrack_point();
+    }
 }
 
 /// A shallow point is a Boolean label that weakens every later formula; checks assume it false, and
@@ -257,6 +300,9 @@ void Environment::do_push_shallow_backtrack_point()
     }
     int var;
     solvers_->engine.make_proxy(label, &var);
+    if (solvers_->cores) {
+        solvers_->cores->push_backtrack_point();
+    }
 }
 
 void Environment::do_pop_backtrack_point()
@@ -272,19 +318,28 @@ void Environment::do_pop_backtrack_point()
     assertions_done_ = assertions_.size();
     if (config_.shallow_incrementality) {
         do_pop_shallow_backtrack_point();
-        return;
+    } else {
+        solvers_->engine.pop_backtrack_point();
+        solvers_->encoder.reset();
+        solvers_->rewrites.pop_backtrack_point();
+        solvers_->cnf.pop_backtrack_point();
+        if (solvers_->propagator) {
+            solvers_->propagator->pop_backtrack_point();
+        }
+        solvers_->polarity.pop_backtrack_point();
     }
-    solvers_->engine.pop_backtrack_point();
-    if (trivially_unsat_at_ > solvers_->engine.num_backtrack_points()) {
+    if (trivially_unsat_at_ > num_solver_levels()) {
         trivially_unsat_at_ = -1;
     }
-    solvers_->encoder.reset();
-    solvers_->rewrites.pop_backtrack_point();
-    solvers_->cnf.pop_backtrack_point();
-    if (solvers_->propagator) {
-        solvers_->propagator->pop_backtrack_point();
+    if (enumerated_at_ > num_solver_levels()) {
+        enumerated_at_ = -1;
     }
-    solvers_->polarity.pop_backtrack_point();
+    if (UnsatCoreStore* cores = solvers_->cores.get()) {
+        cores->pop_backtrack_point(config_.shallow_incrementality);
+        if (trivially_unsat_at_ < 0) {
+            cores->forget_refutation();
+        }
+    }
 }
 
 void Environment::do_pop_shallow_backtrack_point()
@@ -294,20 +349,22 @@ void Environment::do_pop_shallow_backtrack_point()
     solvers_->sink.begin_clause(true);
     solvers_->sink.add_literal(label, false);
     solvers_->sink.end_clause();
-    if (trivially_unsat_at_ > static_cast<int>(bt_labels_.size())) {
-        trivially_unsat_at_ = -1;
-    }
 }
 
 // Preprocessing
 
 /// Brings the engines level with the assertion stack. All formulas between two backtrack points are
-/// processed as one conjunction, so that a stage that looks for top-level facts sees all of them.
+/// processed as one conjunction, so that a stage that looks for top-level facts sees all of them,
+/// unless cores have to tell them apart.
 void Environment::do_assert_stack()
 {
     const Term_* running = nullptr;
     while (assertions_done_ < assertions_.size()) {
         const Term_* t = assertions_[assertions_done_++];
+        if (t && solvers_->cores) {
+            do_assert_formula(t);
+            continue;
+        }
         if (t) {
             running = running ? tm_->make_and(running, t) : t;
             continue;
@@ -325,11 +382,16 @@ void Environment::do_assert_stack()
 
 void Environment::do_assert_formula(const Term_* f)
 {
+    UnsatCoreStore* cores = solvers_->cores.get();
+    const Term_* asserted = f;
+    if (config_.preprocessor.simplification && trivially_unsat_at_ < 0) {
+        f = add_common_equalities(tm_, f); // before a label hides the cases
+    }
+    if (cores) {
+        f = cores->add_formula(asserted, f);
+    }
     if (trivially_unsat_at_ >= 0) {
         return;
-    }
-    if (config_.preprocessor.simplification) {
-        f = add_common_equalities(tm_, f);
     }
     if (config_.shallow_incrementality && !bt_labels_.empty()) {
         f = tm_->make_or(bt_labels_.back(), f);
@@ -345,6 +407,9 @@ void Environment::do_assert_formula(const Term_* f)
     if (tm_->is_false(f)) {
         reset_model();
         trivially_unsat_at_ = num_solver_levels();
+        if (cores) {
+            cores->set_trivial_unsat_core();
+        }
     } else if (!tm_->is_true(f)) {
         reset_model();
         if (const Term_* atom = find_unsupported_atom(f)) {

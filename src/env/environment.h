@@ -2,7 +2,8 @@
 //
 // Sources by verb: environment.cpp (construction, the assertion stack, preprocessing),
 // environment_check.cpp (checks and their results), environment_model.cpp (models),
-// environment_lang.cpp (reading and printing text).
+// environment_allsat.cpp (enumerations and unsat cores), environment_theories.cpp (the theory
+// solvers), environment_lang.cpp (reading and printing text).
 #pragma once
 
 #include "base/configuration.h"
@@ -23,9 +24,16 @@
 
 namespace tarq {
 
+class AllSatModelFoundHook;
+class BooleanUnsatCoreExtractor;
 class ModelStore;
 class StdTermSimplifier;
 class TermNormalizer;
+
+namespace dpll {
+class ExternalDpllInterface;
+class Lit;
+} // namespace dpll
 
 /// A solver context. Formulas are asserted on a stack with backtrack points and are processed at
 /// the next check only; the engines know nothing of the entries past `assertions_done_`.
@@ -86,6 +94,7 @@ public:
 
     using StatsList = std::vector<std::pair<std::string, std::string>>;
     using unsat_assumptions_iterator = std::vector<TheoryLit>::const_iterator;
+    using unsat_core_iterator = TermSet::const_iterator;
 
     /// Makes an environment with a term manager of its own.
     /// config  copied, not null
@@ -146,6 +155,18 @@ public:
     }
     unsat_assumptions_iterator unsat_assumptions_end() const { return unsat_assumptions_.end(); }
 
+    /// The asserted formulas that the last check needed for its unsatisfiable answer, as they were
+    /// asserted and each once; with assumptions, those needed besides the failed ones. Computed by
+    /// the first call after a check, valid until the next check or pop.
+    /// throws  Environment::error "unsat core generation not enabled"; "no unsat core: models were
+    ///         excluded by an enumeration" while these still are; UnsatCoreStore::error when the
+    ///         last check was not unsatisfiable, or without an extractor where one is needed
+    unsat_core_iterator unsat_core_begin();
+    unsat_core_iterator unsat_core_end() const;
+    /// Has `unsat_core_generation` 2 find cores of clauses by `e`; borrowed, null for none.
+    /// throws  Environment::error "unsat core generation not enabled"
+    void set_external_core_extractor(BooleanUnsatCoreExtractor* e);
+
     /// The value of a Boolean constant in the assignment found by the last check: l_Undef when no
     /// clause mentions it, so that any value does.
     /// throws  Environment::error "no model available" unless the last check was satisfiable and
@@ -173,6 +194,20 @@ public:
     ///               diversification"; Exception "bad model value for diversifier: " and the term
     int diversify(ModelFoundHook& hook, TermArgs diversifiers);
 
+    /// Enumerates the models as to the truth values of some constants, each of which is told to the
+    /// hook. Models told stay excluded until the newest point is popped: push first, or later
+    /// checks are about the models that were not told.
+    /// hook       borrowed for the call
+    /// important  Boolean constants; repetitions are harmless. Empty: all atoms of the asserted
+    ///            formulas, conditions of term-ITEs included
+    /// result     how many models were told, disjoint cubes of them with
+    ///            `dpll.allsat_minimize_model`; -2 when the engine has nothing to assign, -1 when
+    ///            solving is switched off
+    /// throws     as check(); Environment::error "allsat important symbols might only be Boolean
+    ///            constants", before anything was done; DpllSolver::interrupted "AllSat hook
+    ///            returned false, aborting", after which the last model told is not excluded
+    virtual int allsat(AllSatModelFoundHook& hook, TermArgs important);
+
     /// Makes the engine decide `t` before all constants that are not preferred; the earlier
     /// preferred the sooner. `phase` is the value tried first, l_Undef leaves that to the engine. A
     /// hint only: it is lost when the constant is popped and when the engine is rebuilt (reset, gc,
@@ -183,6 +218,14 @@ public:
 
     /// Installs the test that long operations ask whether to stop; borrowed, null for none.
     void set_termination_test(const TerminationTest* test);
+
+    /// Makes a foreign SAT engine do the search from now on; null brings the built-in one back. What
+    /// the engine was told before is forgotten.
+    /// external  borrowed, for as long as it is in use
+    /// throws    Environment::error "can't set external solver, assertion stack is not empty";
+    ///           Exception "proof generation is not compatible with external SAT solvers", and what
+    ///           the engine reports as failed; the built-in search is in use then
+    void set_external_solver(dpll::ExternalDpllInterface* external);
 
     // Terms
 
@@ -253,9 +296,8 @@ protected:
 
 private:
     class Model;
+    class ClassifierSink;
 
-    // A check in progress: typechecking is off, since all terms made are the library's own, and an
-    // exception that passes marks the environment as interrupted.
     class CheckScope;
 
     void refuse_unsupported_options() const;
@@ -274,15 +316,20 @@ private:
     void do_pop_shallow_backtrack_point();
     int num_solver_levels() const;
     int do_check_with_assumptions(const std::vector<TheoryLit>& lits, bool local);
+    void start_check();
+    std::vector<dpll::Lit> own_assumptions() const;
     int variable_of_assumption(const Term_* t);
+    TermVector atoms_of_assertions() const;
+    bool is_known(const Term_* t) const;
     void restore_substituted(const Term_* t);
     void assert_definition(const Term_* f);
     lbool evaluate(const Term_* f) const;
-    void collect_unsat_assumptions();
+    void collect_unsat_assumptions(const std::vector<TheoryLit>& lits);
     void start_model(const std::vector<TheoryLit>& lits);
     void drop_model();
 
     struct Solvers;
+    void make_solvers();
 
     Configuration config_;
     Logger logger_;
@@ -291,6 +338,10 @@ private:
     std::unique_ptr<StdTermSimplifier> simplifier_;
     std::unique_ptr<Solvers> solvers_;
     const TerminationTest* termination_test_ = nullptr;
+    dpll::ExternalDpllInterface* external_ = nullptr; // null for the built-in search
+    // as asked for; off with a foreign engine
+    bool pure_literal_filtering_ = false;
+    bool pure_equality_filtering_ = false;
 
     TermVector assertions_; // a null entry is a backtrack point
     size_t assertions_done_ = 0;
@@ -298,8 +349,10 @@ private:
     TermVector bt_labels_;         // of the shallow backtrack points
     int next_bt_label_ = 1;
 
-    int trivially_unsat_at_ =
-        -1; // backtrack points when unsatisfiability was found, -1 if it was not
+    // Numbers of backtrack points, -1 for never: when unsatisfiability was found, and when the
+    // first model was excluded by an enumeration.
+    int trivially_unsat_at_ = -1;
+    int enumerated_at_ = -1;
     int last_result_ = -1;
     bool has_model_ = false;
     ModelStore* model_ = nullptr; // of the last satisfiable check; one reference

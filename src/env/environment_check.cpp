@@ -1,43 +1,9 @@
 // Checks, assumptions and what is read after them.
 #include "env/environment.h"
+#include "env/environment_checkscope.h"
 #include "env/environment_solvers.h"
 
 namespace tarq {
-
-class Environment::CheckScope {
-public:
-    explicit CheckScope(Environment& env)
-        : env_(env), unchecked_(env.tm_->typecheck_in_scope(false))
-    {
-    }
-
-    ~CheckScope()
-    {
-        if (!done_) {
-            // The engine may stand inside a search, and formulas may be counted as processed that
-            // it never got. Marking the whole stack as new also makes a pop leave the engine alone.
-            env_.interrupted_ = true;
-            env_.assertions_done_ = 0;
-            env_.last_result_ = -1;
-            env_.unsat_assumptions_.clear();
-            env_.reset_model();
-        }
-    }
-
-    CheckScope(const CheckScope&) = delete;
-    CheckScope& operator=(const CheckScope&) = delete;
-
-    int leave(int result)
-    {
-        done_ = true;
-        return result;
-    }
-
-private:
-    Environment& env_;
-    ScopedValue<bool> unchecked_; // internal terms need no type checks
-    bool done_ = false;
-};
 
 int Environment::check()
 {
@@ -72,17 +38,8 @@ int Environment::do_check_with_assumptions(const std::vector<TheoryLit>& lits, b
         return -1;
     }
     CheckScope scope(*this);
-    if (interrupted_) {
-        reset_after_interrupted();
-    }
-    do_assert_stack();
-    reset_model();
-    last_result_ = -1;
-    unsat_assumptions_.clear();
-    std::vector<dpll::Lit> assumptions;
-    for (const Term_* label : bt_labels_) {
-        assumptions.emplace_back(solvers_->engine.proxy_for_term(label), true);
-    }
+    start_check();
+    std::vector<dpll::Lit> assumptions = own_assumptions();
     for (TheoryLit l : lits) {
         int var = variable_of_assumption(l.get_term());
         solvers_->polarity.add_literal(l.get_term(), l.is_neg());
@@ -97,13 +54,45 @@ int Environment::do_check_with_assumptions(const std::vector<TheoryLit>& lits, b
             return scope.leave(1);
         }
         if (local) {
-            collect_unsat_assumptions();
+            collect_unsat_assumptions(lits);
         } else {
             trivially_unsat_at_ = num_solver_levels();
+        }
+        if (solvers_->cores) {
+            solvers_->cores->tell_unsat();
         }
     }
     last_result_ = 0;
     return scope.leave(0);
+}
+
+/// Brings the engines up to date and forgets what the last check came to.
+void Environment::start_check()
+{
+    if (interrupted_) {
+        reset_after_interrupted();
+    }
+    do_assert_stack();
+    reset_model();
+    last_result_ = -1;
+    unsat_assumptions_.clear();
+    // What is unsatisfiable without assumptions keeps its refutation: nothing is searched again.
+    if (solvers_->cores && trivially_unsat_at_ < 0) {
+        solvers_->cores->forget_refutation();
+    }
+}
+
+/// What every search has to assume for the assertions to hold.
+std::vector<dpll::Lit> Environment::own_assumptions() const
+{
+    std::vector<dpll::Lit> out;
+    for (const Term_* label : bt_labels_) {
+        out.emplace_back(solvers_->engine.proxy_for_term(label), true);
+    }
+    if (solvers_->cores) {
+        solvers_->cores->get_assumptions(&out);
+    }
+    return out;
 }
 
 /// The variable of an assumed atom, made when no clause has mentioned it yet, and kept from being
@@ -164,21 +153,27 @@ void Environment::assert_definition(const Term_* f)
         throw make_error<error>("unsupported atom (no theory solver for it): ",
                                 atom->to_shallow_str());
     }
+    if (solvers_->cores) {
+        solvers_->cores->set_defining(true); // an exception that passes ends the store
+    }
     solvers_->cnf(f);
+    if (solvers_->cores) {
+        solvers_->cores->set_defining(false);
+    }
 }
 
 /// Translates the engine's final conflict, which lists the negations of the assumptions that
-/// failed. Labels of shallow backtrack points are the environment's own and are left out.
-void Environment::collect_unsat_assumptions()
+/// failed. The environment's own assumptions are left out.
+void Environment::collect_unsat_assumptions(const std::vector<TheoryLit>& lits)
 {
-    TermSet labels;
-    for (const Term_* label : bt_labels_) {
-        labels.insert(label);
+    hsh::HashSet<TheoryLit> given;
+    for (TheoryLit l : lits) {
+        given.insert(l);
     }
     for (dpll::Lit l : solvers_->engine.get_conflict()) {
-        const Term_* t = solvers_->engine.term_for_proxy(l.var());
-        if (!labels.contains(t)) {
-            unsat_assumptions_.emplace_back(t, !l.sign());
+        const TheoryLit failed(solvers_->engine.term_for_proxy(l.var()), !l.sign());
+        if (given.contains(failed)) {
+            unsat_assumptions_.push_back(failed);
         }
     }
 }
@@ -261,6 +256,7 @@ void Environment::add_preferred_for_branching(const Term_* t, lbool phase)
     restore_substituted(t);
     int var;
     solvers_->engine.make_proxy(t, &var);
+    solvers_->engine.set_frozen(var, true);
     solvers_->engine.add_preferred_for_branching(var);
     solvers_->engine.set_forced_phase(var, phase);
     scope.leave(0);

@@ -11,7 +11,9 @@
 #include "encoding/toplevelpropagator.h"
 #include "encoding/tseitincnfgenerator.h"
 #include "env/environment.h"
+#include "results/unsatcorestore.h"
 #include "terms/termnormalizer.h"
+#include "theory/bv/fpbvcombination.h"
 #include "theory/theorymanager.h"
 
 #include <memory>
@@ -22,19 +24,49 @@ namespace tarq {
 
 extern template class TseitinCNFGenerator<DpllClauseSink>;
 
+/// The clause sink of an environment: what the engine made of a clause goes on record for cores.
+class Environment::ClassifierSink : public DpllClauseSink {
+public:
+    /// cores  null when there is no record
+    ClassifierSink(const Configuration& config, TermManager* tm, DpllSolver* engine,
+                   const PolarityChecker* polarity, UnsatCoreStore* cores)
+        : DpllClauseSink(tm, engine, polarity, config.dpll.branching_initial_phase,
+                         config.unsat_core_generation == 2),
+          cores_(cores)
+    {
+    }
+
+    dpll::Clause* end_clause() override
+    {
+        dpll::Clause* c = DpllClauseSink::end_clause();
+        if (cores_) {
+            cores_->add_clause(c);
+        }
+        return c;
+    }
+
+private:
+    UnsatCoreStore* cores_;
+};
+
 /// Everything that init() builds and do_reset() drops. The order of the members is the order of
 /// making; each uses only what stands above it.
 struct Environment::Solvers {
-    Solvers(const Configuration& config, TermManager* tm);
+    /// external  the foreign SAT engine to use; null for the built-in search
+    Solvers(const Configuration& config, TermManager* tm, dpll::ExternalDpllInterface* external);
     void make_theories(const Configuration& config, TermManager* tm);
     bool decides_type(const TermManager* tm, const DataType* type) const;
     bool decides(const TermManager* tm, const Term_* t) const;
 
-    DpllSolver engine;
+    std::unique_ptr<DpllSolver> own_engine;
+    DpllSolver& engine;
     PolarityChecker polarity;
     std::unique_ptr<TheoryLemmaDump> lemma_dump; // null without debug.dump_theory_lemmas
-    std::unique_ptr<TheoryManager> theories;     // the engine tells it of every variable
-    DpllClauseSink sink;
+    // null when floats and bit-vectors are not linked
+    std::unique_ptr<FpBvCombination> fp_bv_combination;
+    std::unique_ptr<TheoryManager> theories; // the engine tells it of every variable
+    std::unique_ptr<UnsatCoreStore> cores;   // null without unsat_core_generation
+    ClassifierSink sink;
     TseitinCNFGenerator<DpllClauseSink> cnf;
     std::unique_ptr<NNFGenerator> nnf; // null without preprocessor.partial_nnf_conversion
     RewriteStack rewrites;

@@ -5,6 +5,9 @@
 #include "theory/bv/bvsolverinterface.h"
 #include "theory/checkedtheorysolver.h"
 #include "theory/euf/eufsolverinterface.h"
+#include "theory/fp/fpbvdpllcombination.h"
+#include "theory/fp/fpsolverinterface.h"
+#include "theory/fp/fpterms.h"
 #include "theory/la/lasolverinterface.h"
 
 #include <fstream>
@@ -68,9 +71,28 @@ void Environment::Solvers::make_theories(const Configuration& config, TermManage
         theories->add_solver(TheoryManager::LA,
                              checked(tm, std::make_unique<LaSolverInterface>(config.theory, tm)));
     }
+    std::unique_ptr<BVSolverInterface> bv;
+    std::unique_ptr<FPSolverInterface> fp;
     if (config.theory.bv.enabled) {
-        theories->add_solver(TheoryManager::BV,
-                             std::make_unique<BVSolverInterface>(tm, config.theory.bv, &engine));
+        bv = std::make_unique<BVSolverInterface>(tm, config.theory.bv, &engine);
+    }
+    if (config.theory.fp.enabled) {
+        fp = std::make_unique<FPSolverInterface>(tm, config.theory.fp, &engine);
+    }
+    if (bv && fp && config.theory.fp.bv_combination_enabled && config.theory.bv.eager &&
+        config.theory.fp.mode == 1) {
+        auto link = std::make_unique<FpBvDpllCombination>(tm, true);
+        link->set_bv_listener(bv.get());
+        link->set_fp_listener(fp.get());
+        bv->set_fp_bv_combination(link.get());
+        fp->set_fp_bv_combination(link.get());
+        fp_bv_combination = std::move(link);
+    }
+    if (bv) {
+        theories->add_solver(TheoryManager::BV, std::move(bv));
+    }
+    if (fp) {
+        theories->add_solver(TheoryManager::FP, std::move(fp));
     }
     theories->start();
     theories->set_polarity_checker(&polarity);
@@ -148,6 +170,13 @@ bool Environment::Solvers::decides(const TermManager* tm, const Term_* t) const
     }
     if (SymbolTag::BV_CONCAT <= tag && tag <= SymbolTag::BV_SEXT) {
         return has(TheoryManager::BV);
+    }
+    if (fp::converts_from_bv(*tm, t) || fp::converts_to_bv(*tm, t)) {
+        return fp_bv_combination != nullptr;
+    }
+    if ((SymbolTag::FP_EQ <= tag && tag <= SymbolTag::FP_ROUND_TO_INT) ||
+        (SymbolTag::FP_ISNAN <= tag && tag <= SymbolTag::FP_ISPOS)) {
+        return has(TheoryManager::FP);
     }
     return t->arity() == 0; // a number
 }

@@ -235,7 +235,8 @@ public:
 };
 
 /// Conversions to bit-vectors. The unsigned one goes through one bit more, so that values of the
-/// upper half are in range, and drops it.
+/// upper half are in range, and drops it. Negative results have no unsigned word: they get the open
+/// one of minus infinity.
 template <bool UNSIGNED>
 class FpToBvHandler : public SymbolHandler {
 public:
@@ -252,8 +253,17 @@ public:
         if (!UNSIGNED) {
             return tm->make_fp_to_bv(width, args[0], args[1]);
         }
+        size_t e = 0;
+        size_t m = 0;
+        if (!tm->is_fp_type(TermManager::get_type(args[1]), &e, &m)) {
+            return tm->make_fp_to_bv(width, args[0], args[1]); // for its message
+        }
         const Term_* wider = tm->make_fp_to_bv(width + 1, args[0], args[1]);
-        return tm->make_bv_extract(width - 1, 0, wider);
+        const Term_* top = tm->make_bv_extract(width, width, wider);
+        const Term_* is_negative = tm->make_equal(top, tm->make_bv_number(1, 1));
+        const Term_* open = tm->make_fp_to_bv(width + 1, args[0], tm->make_fp_minus_inf(e, m));
+        return tm->make_term_ite(is_negative, tm->make_bv_extract(width - 1, 0, open),
+                                 tm->make_bv_extract(width - 1, 0, wider));
     }
 };
 

@@ -250,12 +250,17 @@ class FpToBvSimpl : public FpSimpl {
         IEEEFloat x;
         size_t width = 0;
         tm->is_fp_to_bv(symbol, nullptr, nullptr, &width);
-        // NaN and the infinities have no integer: what stands for it is up to the encoding
+        // what has no integer of that width gets a value from elsewhere
         if (width == 0 || !read_mode(tm, args[0], &mode) || !read_float(tm, args[1], &x, mode) ||
             x.is_nan() || x.is_inf()) {
             return nullptr;
         }
-        return tm->make_bv_number(x.to_integer(width), width);
+        const QNumber integer = x.to_integer(0);
+        const QNumber limit = BVNumber::pow2(width - 1);
+        if (integer < -limit || !(integer < limit)) {
+            return nullptr;
+        }
+        return tm->make_bv_number(BVNumber::twos_complement(integer, width), width);
     }
 };
 

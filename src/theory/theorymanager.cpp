@@ -192,11 +192,17 @@ void TheoryManager::pop_backtrack_point()
 
 // Literals
 
-/// Whether the pure literal rule lets the theories do without it: the formula is satisfied at least
-/// as well when the atom has the other value.
+/// Whether the theories can do without the literal. By the pure literal rule: the formula is
+/// satisfied at least as well when the atom has the other value. Or as a ghost: no clause needs it.
 bool TheoryManager::is_filtered(Lit lit) const
 {
-    if (!config_.pure_literal_filtering || !polarity_ || level_ == 0) {
+    if (level_ == 0) {
+        return false;
+    }
+    if (engine_->is_ghost_of_theory(lit)) {
+        return true;
+    }
+    if (!config_.pure_literal_filtering || !polarity_) {
         return false;
     }
     const int polarity = (*polarity_)(engine_->term_for_proxy(lit.var()));

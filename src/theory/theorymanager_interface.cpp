@@ -618,6 +618,7 @@ size_t TheoryManager::activate(const TermVector& batch, int* level)
                 *level = *level < 0 ? var_level - 1 : std::min(*level, var_level - 1);
             }
         }
+        engine_->set_never_ghost(var); // no clause says why it matters
         add_in_both_polarities(eq);
     }
     return count;

@@ -1,5 +1,4 @@
 // Policies of the search: decisions, restarts, limits, upkeep, determinism.
-#include "dpll/ghostfilterhook.h"
 #include "testsupport.h"
 
 #include <gtest/gtest.h>
@@ -145,48 +144,6 @@ TEST(DpllSearch, simplification_under_a_point_keeps_older_clauses)
     add(s, {Lit(v[2])});
     add(s, {Lit(v[0]), Lit(v[1]), Lit(v[2])}); // satisfied for good: no object
     EXPECT_EQ(1U, s.num_clauses());
-}
-
-/// Calls a variable a ghost when all clauses it was told for hold a true literal.
-class SmallGhostFilter : public dpll::GhostFilterHook {
-public:
-    explicit SmallGhostFilter(const DpllSolver* s) : solver(s) {}
-    void tell_clause(dpll::Clause* c) override { told.emplace_back(c->begin(), c->end()); }
-    void retract_lemma(dpll::Clause*) override {}
-    bool is_ghost(int var) override
-    {
-        return std::all_of(told.begin(), told.end(), [&](const auto& c) {
-            return std::none_of(c.begin(), c.end(), [&](Lit l) { return l.var() == var; }) ||
-                   std::any_of(c.begin(), c.end(),
-                               [&](Lit l) { return solver->value(l).is_true(); });
-        });
-    }
-    bool is_ghost(Lit l, bool) override { return is_ghost(l.var()); }
-    void push_backtrack_point() override {}
-    void pop_backtrack_point() override {}
-
-    const DpllSolver* solver;
-    Clauses told;
-};
-
-TEST(DpllSearch, ghosts_are_not_decided_and_come_back)
-{
-    Configuration config;
-    config.dpll.ghost_filtering = true;
-    config.dpll.branching_random_frequency = 0;
-    TestSolver s(config.dpll, nullptr);
-    SmallGhostFilter ghosts(&s);
-    s.set_ghost_filter(&ghosts);
-    const auto v = new_vars(s, 3);
-    add(s, {~Lit(v[0]), Lit(v[1])}); // satisfied by the first decision
-    add(s, {Lit(v[0]), ~Lit(v[2])});
-    EXPECT_TRUE(s.solve());
-    EXPECT_TRUE(s.get_model_value(v[0]).is_false());
-    EXPECT_TRUE(s.get_model_value(v[1]).is_undef());
-    EXPECT_TRUE(s.solve({Lit(v[0])}));
-    EXPECT_TRUE(s.get_model_value(v[1]).is_true());
-    EXPECT_TRUE(s.get_model_value(v[2]).is_undef());
-    EXPECT_TRUE(s.check_invariants());
 }
 
 } // namespace

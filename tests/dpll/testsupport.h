@@ -76,6 +76,15 @@ inline void randomize(Configuration& c, Rng& rng, int restart_strategy)
     d.reduce_fraction = rng.chance(50) ? 0.5 : 1.0;
     d.learnt_limit_min = rng.range(1, 4);
     d.learnt_limit_scale = rng.range(0, 2);
+    d.ghost_filtering = rng.chance(25);
+    d.minimize_model = rng.chance(25);
+    d.preprocessor.mode = rng.chance(60) ? rng.range(1, 2) : 0;
+    d.preprocessor.clause_size_limit = rng.chance(30) ? 3 : 20;
+    d.preprocessor.subsumption_size_limit = rng.chance(30) ? 4 : 1000;
+    d.preprocessor.elimination_grow_limit = rng.range(0, 4);
+    d.preprocessor.elimination_phase = rng.range(1, 2);
+    d.preprocessor.elimination_recent_vars_only = rng.chance(30);
+    d.preprocessor.try_reelimination = rng.chance(60);
 }
 
 inline bool satisfies(const std::vector<Lit>& clause, const std::function<bool(Lit)>& is_true)
@@ -161,6 +170,14 @@ protected:
         }
     }
 };
+
+/// Whether the last model makes the literal true. Any values must do for the variables that the
+/// model leaves open: the even ones are false, the odd ones true.
+inline bool is_true_in_model(const DpllSolver& s, Lit l)
+{
+    const lbool v = s.get_model_value(l.var());
+    return ((v.is_undef() ? lbool::from_bool(l.var() % 2 != 0) : v) ^ l.sign()).is_true();
+}
 
 inline std::vector<int> new_vars(DpllSolver& s, int n)
 {

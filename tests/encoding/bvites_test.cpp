@@ -37,6 +37,22 @@ TEST_F(BvItesTest, conditions_over_words_and_boolean_constants_are_circuits)
     EXPECT_FALSE(is_circuit(x_));
 }
 
+TEST_F(BvItesTest, each_theory_takes_its_own_atoms)
+{
+    FpIteFilter is_circuit(&tm_);
+    const Term_* a = make("a", tm_.get_fp_type(5, 10));
+    const Term_* b = make("b", tm_.get_fp_type(5, 10));
+    const Term_* rm = make("rm", tm_.get_rounding_type());
+    const Term_* even = tm_.make_fprounding_even();
+    const Term_* floats =
+        tm_.make_or(tm_.make_fp_isnan(a), tm_.make_and(p_, tm_.make_equal(rm, even)));
+    EXPECT_TRUE(is_circuit(tm_.make_term_ite(floats, a, b)));
+    EXPECT_TRUE(is_circuit(tm_.make_term_ite(tm_.make_fp_lt(a, b), rm, even)));
+    EXPECT_FALSE(is_circuit(tm_.make_term_ite(tm_.make_bv_ult(x_, y_), a, b)));
+    EXPECT_FALSE(is_circuit(tm_.make_term_ite(p_, x_, y_)));
+    EXPECT_FALSE(BvIteFilter(&tm_)(tm_.make_term_ite(floats, x_, y_)));
+}
+
 TEST_F(BvItesTest, circuits_get_no_axioms_and_what_is_in_them_does)
 {
     ConstraintEncoder::config config;

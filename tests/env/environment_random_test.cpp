@@ -136,6 +136,8 @@ TEST_F(EnvRandomTest, answers_agree_with_truth_tables)
         config.dpll.branching_initial_phase = round % 3;
         config.dpll.restart_strategy = round % 4;
         config.dpll.branching_random_frequency = round % 2 ? 0.2 : 0.0;
+        config.dpll.ghost_filtering = round % 7 == 1;
+        config.dpll.minimize_model = round % 7 < 3;
         make();
         formulas->rng.seed(static_cast<uint64_t>(round));
         env->set_termination_test(&stop);

@@ -324,9 +324,9 @@ TEST_F(EnvTest, options_whose_results_are_missing_are_refused)
     EXPECT_EQ(error_of([&] { Environment e(&wish); }),
               "option `proof_generation' is not supported");
     Configuration other;
-    other.dpll.preprocessor.mode = 1;
+    other.theory.arr.mode = 1;
     EXPECT_EQ(error_of([&] { Environment e(&other, tm); }),
-              "option `dpll.preprocessor.mode' is not supported");
+              "option `theory.arr.mode' is not supported");
     EXPECT_EQ(tm->num_users(), 1);
 }
 

@@ -148,6 +148,8 @@ void draw_options(RandomFormulas& random, Configuration* config)
     config->preprocessor.partial_nnf_conversion = random.below(2) != 0;
     config->preprocessor.full_cnf_conversion = random.below(2) != 0;
     config->shallow_incrementality = random.below(4) == 0;
+    config->dpll.ghost_filtering = random.below(4) == 0;
+    config->dpll.minimize_model = random.below(4) == 0;
 }
 
 /// One sequence on two environments.

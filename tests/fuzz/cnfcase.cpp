@@ -301,6 +301,13 @@ std::vector<std::pair<std::string, std::string>> random_options(std::mt19937_64&
         {"reduce_fraction", {"0.5", "1"}},
         {"learnt_limit_min", {"0", "5", "50"}},
         {"learnt_limit_scale", {"0", "1"}},
+        {"preprocessor.mode", {"1", "2"}},
+        {"preprocessor.clause_size_limit", {"0", "3", "20"}},
+        {"preprocessor.subsumption_size_limit", {"0", "4", "1000"}},
+        {"preprocessor.elimination_grow_limit", {"-2", "0", "3", "20"}},
+        {"preprocessor.elimination_phase", {"1", "2", "3"}},
+        {"preprocessor.elimination_recent_vars_only", {"0", "1"}},
+        {"preprocessor.try_reelimination", {"0", "1"}},
     };
     std::vector<std::pair<std::string, std::string>> out;
     for (const auto& v : values) {

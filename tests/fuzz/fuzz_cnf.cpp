@@ -13,6 +13,7 @@
 #include "base/configuration.h"
 #include "cnfcase.h"
 #include "cnforacle.h"
+#include "dpll/dpllpreprocessor.h"
 #include "dpll/dpllsolver.h"
 
 #include <algorithm>
@@ -45,7 +46,7 @@ struct Report {
     long running; // index of the case in work
     int strategy;
     long cases, queries, sat, unsat, failed_literals, unchecked, tables, runs;
-    uint64_t conflicts, restarts, reductions;
+    uint64_t conflicts, restarts, reductions, eliminated, brought_back, subsumed, strengthened;
     char message[2000]; // of the first failure; empty while all is well
 };
 
@@ -107,6 +108,12 @@ public:
         report_->conflicts += engine_->get_stats().conflicts;
         report_->restarts += engine_->get_stats().restarts;
         report_->reductions += engine_->get_stats().reductions;
+        if (const DpllPreprocessor* p = engine_->get_preprocessor()) {
+            report_->eliminated += p->get_stats().eliminated;
+            report_->brought_back += p->get_stats().brought_back;
+            report_->subsumed += p->get_stats().subsumed;
+            report_->strengthened += p->get_stats().strengthened;
+        }
         return "";
     }
 
@@ -122,6 +129,11 @@ private:
 #define OPT_DPLL(field, ...)                                                                       \
     if (name == #field) {                                                                          \
         set_value(config_.dpll.field, text);                                                       \
+        known = true;                                                                              \
+    }
+#define OPT_DPLL_PREPROCESSOR(field, ...)                                                          \
+    if (name == "preprocessor." #field) {                                                          \
+        set_value(config_.dpll.preprocessor.field, text);                                          \
         known = true;                                                                              \
     }
 #include "base/options.def"
@@ -390,7 +402,9 @@ private:
                   << " of them unchecked, " << r.failed_literals << " failed assumptions), "
                   << r.tables << " truth tables, " << r.runs << " runs of the external solver, "
                   << r.conflicts << " conflicts, " << r.restarts << " restarts, " << r.reductions
-                  << " reductions, " << failures << " failures\n";
+                  << " reductions, " << r.eliminated << " variables eliminated, " << r.brought_back
+                  << " brought back, " << r.subsumed << " clauses subsumed, " << r.strengthened
+                  << " strengthened, " << failures << " failures\n";
     }
 
     Settings settings_;

@@ -157,9 +157,7 @@ class Checker(fuzz_uf.Checker):
                 lines += ['(check-sat)', '(pop 1)']
                 expect.append(k)
             k += 1
-        oracle = [self.args.oracle] + (['-smt2', '-in'] if 'z3' in self.args.oracle else
-                                       ['-q', '--lang', 'smt2', '--incremental'])
-        code, out, err = fuzz_uf.run(oracle, '\n'.join(lines) + '\n', self.args.timeout * 3)
+        code, out, err = fuzz_uf.run(self.oracle_command(), '\n'.join(lines) + '\n', self.args.timeout * 3)
         got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
         if code is None or '(error' in out or len(got) != len(expect):
             return 'oracle', 'the oracle did not judge the models: ' + (out + err)[:1000]

@@ -38,6 +38,13 @@ OPTIONS = [
     ('dpll.pop_btpoint_reset_var_order', ('true', 'false')),
     ('dpll.glucose_var_activity', ('true', 'false')),
     ('dpll.glucose_learnt_minimization', ('true', 'false')),
+    ('dpll.preprocessor.mode', (1, 2)),
+    ('dpll.preprocessor.clause_size_limit', (0, 3, 20)),
+    ('dpll.preprocessor.subsumption_size_limit', (0, 4, 1000)),
+    ('dpll.preprocessor.elimination_grow_limit', (0, 3, 20)),
+    ('dpll.preprocessor.elimination_phase', (1, 2)),
+    ('dpll.preprocessor.elimination_recent_vars_only', ('true', 'false')),
+    ('dpll.preprocessor.try_reelimination', ('true', 'false')),
     ('random_seed', (1, 7, 12345)),
     ('preprocessor.toplevel_propagation', ('true', 'false')),
 ]

@@ -7,7 +7,8 @@ Each script declares sorts, constants, functions and predicates, asserts Boolean
 equalities, predicates, distinct and nested term-ITEs, for a part with functions of formulas, with other
 logics also arithmetic or bit-vectors, pushes, pops, and asks with and without assumptions, under random
 options of the search and of the theories. The oracle answers every query, and confirms every list of failed assumptions. With a program built with both assertion tiers, every
-conflict and explanation of the theory solver is checked by a second closure as well.
+conflict and explanation of the theory solver is checked by a second closure as well. With --cores every
+assertion gets a name, and the oracle confirms that what each unsat core names is unsatisfiable by itself.
 
 A failure is shrunk, printed and, with --save, written as a script whose head tells the options. The
 exit status is 1 after a failure, and 0 with a note when there is no oracle. Python 3 standard library
@@ -30,9 +31,18 @@ OPTIONS = [
     ('dpll.branching_initial_phase', (0, 1, 2)),
     ('dpll.branching_cache_phase', (0, 1, 2)),
     ('dpll.store_tlemmas', ('true', 'false')),
+    ('dpll.ghost_filtering', ('true', 'false')),
+    ('dpll.minimize_model', ('true', 'false')),
     ('dpll.pop_btpoint_reset_var_order', ('true', 'false')),
     ('dpll.glucose_var_activity', ('true', 'false')),
     ('dpll.glucose_learnt_minimization', ('true', 'false')),
+    ('dpll.preprocessor.mode', (1, 2)),
+    ('dpll.preprocessor.clause_size_limit', (0, 3, 20)),
+    ('dpll.preprocessor.subsumption_size_limit', (0, 4, 1000)),
+    ('dpll.preprocessor.elimination_grow_limit', (0, 3, 20)),
+    ('dpll.preprocessor.elimination_phase', (1, 2)),
+    ('dpll.preprocessor.elimination_recent_vars_only', ('true', 'false')),
+    ('dpll.preprocessor.try_reelimination', ('true', 'false')),
     ('theory.euf.dyn_ack', (0, 1, 2)),
     ('theory.euf.dyn_ack_threshold', (1, 2, 5)),
     ('theory.euf.dyn_ack_limit', (0, 1, 3, 1000)),
@@ -213,16 +223,25 @@ def shrink(commands, fails):
 class Checker:
     def __init__(self, args):
         self.args = args
-        self.queries = self.unsat = self.lists = 0
+        self.queries = self.unsat = self.lists = self.cores = 0
+
+    def command_text(self, k, c):
+        """Command number k of a script."""
+        if self.args.cores and c[0] == 'assert':
+            return '(assert (! %s :named n%d))' % (term_text(c[1]), k)
+        return command_text(c)
 
     def script(self, logic, head, commands, options):
         lines = ['(set-option :config "%s")' % o for o in options if o[0] != '-']
         lines += ['(set-option :produce-models true)'] * ('model_generation=true' in options)
+        lines += ['(set-option :produce-unsat-cores true)'] * self.args.cores
         lines += ['(set-option :produce-unsat-assumptions true)', '(set-logic %s)' % logic] + head
-        for c in commands:
-            lines.append(command_text(c))
+        for k, c in enumerate(commands):
+            lines.append(self.command_text(k, c))
             if c[0] == 'assume':
                 lines.append('(get-unsat-assumptions)')
+            if c[0] in ('check', 'assume'):
+                lines += ['(get-unsat-core)'] * self.args.cores
             if c[0] in ('check', 'assume'):
                 # a value makes the program build its model and check it
                 lines += ['(get-value (true))'] * ('model_generation=true' in options) + ['(echo "--")']
@@ -247,10 +266,12 @@ class Checker:
         blocks, rest = parse_blocks(out)
         if len(blocks) != len(asked) or rest:
             return 'output', 'expected %d answers:\n%s' % (len(asked), out[-2000:])
-        answers, failed = [], []
+        answers, failed, cores = [], [], []
         for k, (block, cmd) in enumerate(zip(blocks, asked)):
             if not block or block[0] not in ('sat', 'unsat'):
                 return 'output', 'query %d: %s' % (k + 1, ' / '.join(block)[:1000])
+            if self.args.cores:
+                cores.append(block.pop(1 + (cmd[0] == 'assume')) if len(block) > 1 + (cmd[0] == 'assume') else '')
             if 'Invalid model' in ' '.join(block):
                 return 'model', 'query %d: %s' % (k + 1, ' / '.join(block))
             lits = None
@@ -264,7 +285,44 @@ class Checker:
             self.queries += len(answers)
             self.unsat += answers.count('unsat')
             self.lists += len([x for x in failed if x is not None])
-        return self.ask_oracle(head, commands, answers, failed)
+        found = self.ask_oracle(head, commands, answers, failed)
+        return found or (self.confirm_cores(head, commands, answers, failed, cores, count) if cores else None)
+
+    def confirm_cores(self, head, commands, answers, failed, cores, count):
+        """Every core: names of assertions that stand, unsatisfiable with the failed assumptions alone."""
+        lines, asked, k = [], [], 0
+        levels = [[]]  # the names on each level
+        for number, c in enumerate(commands):
+            if c[0] == 'assert':
+                levels[-1].append('n%d' % number)
+            elif c[0] == 'push':
+                levels += [[] for _ in range(c[1])]
+            elif c[0] == 'pop':
+                del levels[len(levels) - c[1]:]
+            elif c[0] in ('check', 'assume'):
+                if answers[k] == 'unsat':
+                    names = cores[k][1:-1].split()
+                    if cores[k][:1] + cores[k][-1:] != '()' or not set(names) <= set(sum(levels, [])):
+                        return 'core', 'query %d: not a list of names of assertions: %s' % (k + 1, cores[k])
+                    asked.append(k)
+                    lines += ['(reset)', '(set-logic %s)' % self.args.logic] + head
+                    lines += ['(assert %s)' % term_text(commands[int(n[1:])][1]) for n in names]
+                    lines += ['(assert %s)' % bs.literal_text(*x) for x in failed[k] or ()] + ['(check-sat)']
+                k += 1
+        code, out, err = run(self.oracle_command(), '\n'.join(lines) + '\n', self.args.timeout * 3)
+        got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
+        if code is None or '(error' in out or len(got) != len(asked):
+            return 'oracle', 'the oracle did not judge the cores: ' + (out + err)[:1000]
+        if count:
+            self.cores += len(asked)
+        for k, have in zip(asked, got):
+            if have != 'unsat':
+                return 'core', 'query %d: %s is %s' % (k + 1, cores[k], have)
+        return None
+
+    def oracle_command(self):
+        return [self.args.oracle] + (['-smt2', '-in'] if 'z3' in self.args.oracle else
+                                     ['-q', '--lang', 'smt2', '--incremental'])
 
     def ask_oracle(self, head, commands, answers, failed):
         lines, expect, k = ['(set-logic %s)' % self.args.logic] + head, [], 0
@@ -277,9 +335,7 @@ class Checker:
                         ['(check-sat)', '(pop 1)']
                     expect.append((k, 'unsat'))
                 k += 1
-        oracle = [self.args.oracle] + (['-smt2', '-in'] if 'z3' in self.args.oracle else
-                                       ['-q', '--lang', 'smt2', '--incremental'])
-        code, out, err = run(oracle, '\n'.join(lines) + '\n', self.args.timeout * 3)
+        code, out, err = run(self.oracle_command(), '\n'.join(lines) + '\n', self.args.timeout * 3)
         got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
         if code is None or '(error' in out or len(got) != len(expect):
             return 'oracle', 'the oracle did not answer: ' + (out + err)[:1000]
@@ -309,6 +365,7 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
     ap.add_argument('--oracle', default='z3', help='z3 or cvc5')
     ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
     ap.add_argument('--models', action='store_true', help='check values of constants, too, where the fuzzer can')
+    ap.add_argument('--cores', action='store_true', help='check unsat cores, too')
     ap.add_argument('--no-options', action='store_true', help='always the default options')
     ap.add_argument('--max-failures', type=int, default=5)
     ap.add_argument('--save', help='folder for shrunk failures')
@@ -352,9 +409,9 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
                 f.write(text)
         if failures >= args.max_failures:
             break
-    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models, %d endless ones not '
-          'decided in time; %d failures' % (i + 1, checker.queries, checker.unsat, checker.lists,
-                                            getattr(checker, 'models', 0), hangs, failures))
+    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models, %d cores, %d endless ones '
+          'not decided in time; %d failures' % (i + 1, checker.queries, checker.unsat, checker.lists,
+                                                getattr(checker, 'models', 0), checker.cores, hangs, failures))
     sys.exit(1 if failures else 0)
 
 

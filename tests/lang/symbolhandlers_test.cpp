@@ -394,7 +394,12 @@ TEST_F(HandlersTest, floating_point_values_and_conversions)
     same("((_ to_fp 8 24) m u)", tm.make_fp_from_sbv(8, 23, m, u));
     same("((_ to_fp_unsigned 8 24) m u)", tm.make_fp_from_ubv(8, 23, m, u));
     same("((_ fp.to_sbv 9) m f)", tm.make_fp_to_bv(9, m, f));
-    same("((_ fp.to_ubv 9) m f)", tm.make_bv_extract(8, 0, tm.make_fp_to_bv(10, m, f)));
+    const Term_* wider = tm.make_fp_to_bv(10, m, f);
+    const Term_* open = tm.make_fp_to_bv(10, m, tm.make_fp_minus_inf(8, 23));
+    const Term_* is_negative =
+        tm.make_equal(tm.make_bv_extract(9, 9, wider), tm.make_bv_number(1, 1));
+    same("((_ fp.to_ubv 9) m f)", tm.make_term_ite(is_negative, tm.make_bv_extract(8, 0, open),
+                                                   tm.make_bv_extract(8, 0, wider)));
 
     fails("((_ +zero 8 24) x)", "ERROR: +zero takes exactly 0 arguments (1 given)");
     fails("(_ NaN 8)", "ERROR: NaN takes exactly 2 index arguments (1 given)");

@@ -104,7 +104,7 @@ class ScriptOptions(TestCase):
         self.assertEqual(tarq(text=text).lines, ["unknown", "(:reason-unknown incomplete)"])
 
     def test_a_refused_config_changes_nothing(self):
-        for value in ("random_seed", "=3", "no.such=1", "verbosity=9", "verbosity=-1", "dpll.minimize_model=true"):
+        for value in ("random_seed", "=3", "no.such=1", "verbosity=9", "verbosity=-1", "proof_generation=true"):
             done = tarq(text=f'(set-option :config "{value}")\n(get-option :random-seed)(check-sat)')
             self.assert_error(done.lines[0], 1)
             self.assertEqual(done.lines[2], "sat", value)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/configuration.h"
+#include "theory/bv/fpbvcombination.h"
 #include "theory/theorysolver.h"
 
 #include <memory>
@@ -11,7 +12,7 @@ namespace tarq {
 class DpllSolver;
 
 /// Passes everything on to the eager or the lazy solver, as `theory.bv.eager` says.
-class BVSolverInterface : public TheorySolver {
+class BVSolverInterface : public TheorySolver, public FpBvCombListener {
 public:
     /// engine  the main engine, where the eager solver puts its clauses; borrowed
     BVSolverInterface(TermManager* tm, const Configuration::Theory::Bv& options,
@@ -62,8 +63,17 @@ public:
         return impl_->get_stats();
     }
 
+    // FpBvCombListener; of the eager solver only.
+    // throws  error "unsupported"
+    void set_fp_bv_combination(FpBvCombination* link) override;
+    void fp_bv_comb_notify_tell(const Term_* t) override;
+    bool fp_bv_comb_get_bits(const Term_* t, std::vector<bv::BvLit>* bits) override;
+
 private:
+    FpBvCombListener& listener();
+
     std::unique_ptr<TheorySolver> impl_;
+    FpBvCombListener* listener_ = nullptr; // the eager solver
 };
 
 } // namespace tarq

@@ -3,8 +3,6 @@
 #include "base/logger.h"
 #include "dpll/dpllsolver.h"
 
-#include <algorithm>
-
 namespace tarq::bv::eager {
 
 // The sink
@@ -41,7 +39,8 @@ void EagerClauseSink::add_clause()
 {
     if (take_clause(&lits_)) {
         ++num_clauses;
-        engine_->add_clause_inplace(lits_, false, false);
+        engine_->keep_axiom(lits_);
+        engine_->add_clause_inplace(lits_, false, true);
     }
 }
 
@@ -49,20 +48,14 @@ void EagerClauseSink::add_clause()
 
 EagerBVSolver::EagerBVSolver(TermManager* tm, const Configuration::Theory::Bv& options,
                              DpllSolver* engine)
-    : TheorySolver(tm), options_(options), engine_(engine), sink_(engine),
+    : EagerEqualitySolver(tm, engine, options.delay_propagated_eqs, "bvteq."), options_(options),
+      sink_(engine),
       words_(WordClausifierInterface::make(tm, options,
                                            builds_ites(*options.parent)
                                                ? WordClausifierInterface::Ites::FILTERED
                                                : WordClausifierInterface::Ites::VARIABLES)),
       model_(tm, words_.get(), options)
 {
-}
-
-EagerBVSolver::~EagerBVSolver()
-{
-    for (TheoryEq* eq : equalities_) {
-        eq->destroy();
-    }
 }
 
 void EagerBVSolver::set_logger(Logger* logger)
@@ -95,193 +88,56 @@ TellAtomResult EagerBVSolver::tell_atom(const Term_* atom)
     }
     // The atom's variable is there already and becomes the output of its circuit. The clauses say
     // all there is to say, so nobody needs to hear of its literals.
+    if (link_) {
+        link_->tell_subterms(atom);
+    }
     words_->bit_blast(atom, &sink_);
     return {true, false};
-}
-
-void EagerBVSolver::notify_interface_term(const Term_* t)
-{
-    if (tm_->is_bv_type(TermManager::get_type(t))) {
-        ++num_interface_terms_;
-        words_->notify_interface_term(t, &sink_);
-    }
-}
-
-void EagerBVSolver::retract_interface_term(const Term_* t)
-{
-    if (tm_->is_bv_type(TermManager::get_type(t))) {
-        TARQ_ASSERT(num_interface_terms_ > 0);
-        --num_interface_terms_;
-    }
-}
-
-void EagerBVSolver::new_decision_level()
-{
-    ++level_;
-    levels_.push_back(equalities_.size());
-}
-
-void EagerBVSolver::cancel_until(int level)
-{
-    implied_.clear();
-    implied_head_ = 0;
-    conflict_ = NO_EQUALITY;
-    if (level >= level_) {
-        return;
-    }
-    const size_t kept = levels_[static_cast<size_t>(level)];
-    levels_.resize(static_cast<size_t>(level));
-    level_ = level;
-    while (equalities_.size() > kept) {
-        equalities_.back()->destroy();
-        equalities_.pop_back();
-    }
-    // What was found true above the level may be open again.
-    while (!verified_.empty() && verified_.back().level > level) {
-        todo_.push_back(verified_.back().equality);
-        verified_.pop_back();
-    }
-    std::erase_if(todo_, [kept](uint32_t e) { return e >= kept; });
-    std::sort(todo_.begin(), todo_.end());
 }
 
 void EagerBVSolver::push_backtrack_point()
 {
     words_->push_backtrack_point();
-    proxy_marks_.push_back(proxy_trail_.size());
+    EagerEqualitySolver::push_backtrack_point();
 }
 
 void EagerBVSolver::pop_backtrack_point()
 {
     words_->pop_backtrack_point();
-    while (proxy_trail_.size() > proxy_marks_.back()) {
-        const auto entry = proxy_of_.find(proxy_trail_.back());
-        if (entry->second) {
-            reason_of_.erase(entry->second);
-        }
-        proxy_of_.erase(entry->first);
-        proxy_trail_.pop_back();
-    }
-    proxy_marks_.pop_back();
+    EagerEqualitySolver::pop_backtrack_point();
 }
 
 // Theory combination
 
-bool EagerBVSolver::assume(TheoryEq* eq)
+void EagerBVSolver::make_word(const Term_* t)
 {
-    if (tm_->is_bv_type(TermManager::get_type(eq->left))) {
-        todo_.push_back(static_cast<uint32_t>(equalities_.size()));
-        equalities_.push_back(eq->new_copy());
+    if (link_) {
+        link_->tell_subterms(t);
     }
-    return true;
+    words_->notify_interface_term(t, &sink_);
 }
 
-bool EagerBVSolver::is_relevant(const TheoryEq& eq) const
+bool EagerBVSolver::define_equality(BvLit lit, const Term_* a, const Term_* b)
 {
-    return words_->is_cached(eq.left) || words_->is_cached(eq.right);
-}
-
-/// A new Boolean constant; its name leads nobody to it.
-const Term_* EagerBVSolver::make_proxy_constant()
-{
-    const std::string name = tm_->get_unused_symbol_name("bvteq." + std::to_string(num_proxies_++));
-    const Term_* t = tm_->make_constant(tm_->make_symbol(name, tm_->get_bool_type()));
-    tm_->remove_symbol(name);
-    return t;
-}
-
-/// The constant that implies the equality of the sides, made if it is not there; null when the
-/// sides differ in a bit.
-const Term_* EagerBVSolver::proxy_for(const TheoryEq& eq)
-{
-    const TermPair sides(eq.left, eq.right);
-    const auto known = proxy_of_.find(sides);
-    if (known != proxy_of_.end()) {
-        return known->second;
+    if (link_) {
+        link_->tell_subterms(a);
+        link_->tell_subterms(b);
     }
-    const Term_* proxy = make_proxy_constant();
-    int var = -1;
-    engine_->make_proxy(proxy, &var);
-    engine_->set_frozen(var, true);
-    engine_->set_decision_var(var, false);
-    const BvLit lit = BvLit::from_sat(dpll::Lit(var));
-    if (!words_->bit_blast_theory_eq(lit, eq.left, eq.right, &sink_)) {
-        proxy = nullptr;
-    }
-    proxy_of_[sides] = proxy;
-    proxy_trail_.push_back(sides);
-    return proxy;
+    return words_->bit_blast_theory_eq(lit, a, b, &sink_);
 }
 
-/// Brings the engine to the equalities that hold. Each is looked at until its proxy is true.
-bool EagerBVSolver::check(bool)
+void EagerBVSolver::set_fp_bv_combination(FpBvCombination* link)
 {
-    implied_.clear();
-    implied_head_ = 0;
-    conflict_ = NO_EQUALITY;
-    if (num_interface_terms_ == 0) {
-        return true;
-    }
-    // A new word may link an equality that was passed over, hence the repetition.
-    for (bool grown = true; grown;) {
-        grown = false;
-        size_t kept = 0;
-        for (size_t i = 0; i < todo_.size(); ++i) {
-            const uint32_t e = todo_[i];
-            const TheoryEq& eq = *equalities_[e];
-            todo_[kept++] = e;
-            if (!is_relevant(eq) || conflict_ != NO_EQUALITY) {
-                continue;
-            }
-            grown = grown || !words_->is_cached(eq.left) || !words_->is_cached(eq.right);
-            const Term_* proxy = proxy_for(eq);
-            const lbool value =
-                proxy ? engine_->value(engine_->proxy_for_term(proxy)) : lbool(l_False);
-            if (value == l_False) {
-                conflict_ = e;
-                conflict_proxy_ = proxy;
-            } else if (value == l_True) {
-                verified_.push_back({e, level_});
-                --kept;
-            } else {
-                reason_of_[proxy] = e;
-                implied_.push_back(TheoryLit(proxy, false));
-            }
-        }
-        todo_.resize(kept);
-        if (conflict_ != NO_EQUALITY) {
-            return false;
-        }
-    }
-    return true;
+    link_ = link;
+    words_->set_fp_combination(link);
 }
 
-void EagerBVSolver::get_conflict(std::vector<TheoryLit>& out)
+bool EagerBVSolver::fp_bv_comb_get_bits(const Term_* t, std::vector<BvLit>* bits)
 {
-    TARQ_ASSERT(conflict_ != NO_EQUALITY);
-    equalities_[conflict_]->explain(out);
-    if (conflict_proxy_) {
-        out.push_back(TheoryLit(conflict_proxy_, true));
-    }
-    conflict_ = NO_EQUALITY;
-}
-
-TheoryLit EagerBVSolver::get_next_implied()
-{
-    return implied_head_ < implied_.size() ? implied_[implied_head_++] : tlit_Undef;
-}
-
-bool EagerBVSolver::get_explanation(TheoryLit l, bool required, std::vector<TheoryLit>& out)
-{
-    if (!required && options_.delay_propagated_eqs) {
+    if (!words_->is_cached(t)) {
         return false;
     }
-    const auto found = reason_of_.find(l.get_term());
-    if (found == reason_of_.end()) {
-        throw make_error<error>("can't explain ", l.get_term()->to_shallow_str());
-    }
-    TARQ_ASSERT(found->second < equalities_.size());
-    equalities_[found->second]->explain(out);
+    words_->bit_blast_word(t, &sink_, bits);
     return true;
 }
 
@@ -289,8 +145,10 @@ bool EagerBVSolver::get_explanation(TheoryLit l, bool required, std::vector<Theo
 
 void EagerBVSolver::build_abstract_model()
 {
+    std::vector<lbool> values; // the engine may have eliminated bits
+    engine_->get_full_assignment(values);
     model_.set_assignment(engine_->num_vars(),
-                          [this](int v) { return engine_->value(v) == l_True; });
+                          [&values](int v) { return values[static_cast<size_t>(v)] == l_True; });
 }
 
 void EagerBVSolver::build_model()
@@ -317,7 +175,7 @@ std::vector<std::pair<std::string, std::string>> EagerBVSolver::get_stats() cons
 {
     return {{"bit-blasting variables", std::to_string(sink_.num_variables)},
             {"bit-blasting clauses", std::to_string(sink_.num_clauses)},
-            {"propagated equalities", std::to_string(num_proxies_)}};
+            {"propagated equalities", std::to_string(num_proxies())}};
 }
 
 } // namespace tarq::bv::eager

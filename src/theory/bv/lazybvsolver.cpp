@@ -34,10 +34,11 @@ void AtomMap::pop_backtrack_point()
     marks_.pop_back();
 }
 
-LazyBVSolver::LazyBVSolver(TermManager* tm, const Configuration::Theory::Bv& options)
+LazyBVSolver::LazyBVSolver(TermManager* tm, const Configuration::Theory::Bv& options,
+                           WordClausifierInterface::Ites ites)
     : TheorySolver(tm), options_(options), inner_config_(options),
       inner_(inner_config_.dpll, nullptr), sink_(&inner_),
-      words_(WordClausifierInterface::make(tm, options)), model_(tm, words_.get(), options)
+      words_(WordClausifierInterface::make(tm, options, ites)), model_(tm, words_.get(), options)
 {
 }
 
@@ -64,13 +65,18 @@ void LazyBVSolver::set_termination_test(const TerminationTest* test)
 
 TellAtomResult LazyBVSolver::tell_atom(const Term_* atom)
 {
-    if (!eager::EagerBVSolver::should_handle(*tm_, atom)) {
+    if (!handle_boolean_connectives_ && !eager::EagerBVSolver::should_handle(*tm_, atom)) {
         return {};
     }
     if (!atoms_.contains(atom)) {
         atoms_.add_atom(atom, words_->bit_blast(atom, &sink_));
     }
     return {true, true};
+}
+
+void LazyBVSolver::tell_unlabeled_atom(const Term_* f)
+{
+    sink_.clause(words_->bit_blast(f, &sink_));
 }
 
 void LazyBVSolver::notify_interface_term(const Term_* t)

@@ -51,12 +51,18 @@ private:
 /// solvers. The failed assumptions are the conflict.
 class LazyBVSolver : public TheorySolver {
 public:
-    LazyBVSolver(TermManager* tm, const Configuration::Theory::Bv& options);
+    LazyBVSolver(TermManager* tm, const Configuration::Theory::Bv& options,
+                 WordClausifierInterface::Ites ites = WordClausifierInterface::Ites::VARIABLES);
     ~LazyBVSolver() override;
 
     const char* get_name() const override { return "bv"; }
     void set_logger(Logger* logger) override;
     void set_termination_test(const TerminationTest* test) override;
+
+    /// Whether every Boolean term is an atom here, connectives and all. Off by default.
+    void set_handle_boolean_connectives(bool on) { handle_boolean_connectives_ = on; }
+    /// Asserts a formula for the rest of the scope.
+    void tell_unlabeled_atom(const Term_* f);
 
     /// throws  WordClausifierInterface::error
     TellAtomResult tell_atom(const Term_* atom) override;
@@ -109,6 +115,7 @@ private:
     std::unique_ptr<WordClausifierInterface> words_;
     BvModelEvaluator model_;
     AtomMap atoms_;
+    bool handle_boolean_connectives_ = false;
 
     std::vector<TheoryLit> trail_;
     std::vector<TheoryEq*> equalities_; // copies, owned, in the order of arrival

@@ -269,12 +269,12 @@ public:
         word_ite(c, negated, a, out);
     }
 
-    /// The integer nearest to a float, in two's complement; what does not fit is cut off. NaN and
-    /// the infinities give what the same gates give for them.
+    /// The integer nearest to a float, in two's complement. Returns whether there is none that fits:
+    /// then `out` means nothing, as for NaN and the infinities.
     /// mode0, mode1  the rounding mode: 00 to even, 10 to zero, 01 up, 11 down
     /// f             sign, exponent and fraction, from the top
     /// mant          number of bits of the fraction
-    void word_fp_to_int(Bit mode0, Bit mode1, const Word& f, size_t mant, size_t width, Word* out)
+    Bit word_fp_to_int(Bit mode0, Bit mode1, const Word& f, size_t mant, size_t width, Word* out)
     {
         const size_t exp = f.size() - mant - 1;
         size_t mant_bits = 0;
@@ -288,6 +288,7 @@ public:
             return Word(first, first + static_cast<std::ptrdiff_t>(length));
         };
         Word exponent = field(mant, exp);
+        const Bit special = word_equal(exponent, Word(exp, constant(true)), Proxy());
         const Bit subnormal = word_equal(exponent, Word(exp, constant(false)), Proxy());
         exponent.resize(n, constant(false));
         Word significand = field(0, mant);
@@ -326,8 +327,19 @@ public:
         word_shift(Shift::LEFT, significand, negated, &wide);
         word_ite(is_left, wide, quotient, out);
         word_add(*out, Word(n, constant(false)), up, out);
+        // Below 2^width nothing has been shifted out at the top. What is negative reaches further.
+        word_constant(BVNumber::pow2(exp - 1) - QNumber(1) + QNumber(static_cast<long>(width)), n,
+                      &wide);
+        const Bit large = word_ult(wide, exponent, true, Proxy());
+        word_constant(BVNumber::pow2(width - 1) - QNumber(1), n, &wide);
+        wide.push_back(constant(false));
+        word_add(wide, Word(n + 1, constant(false)), sign, &wide);
+        Word size = *out;
+        size.push_back(constant(false));
+        const Bit beyond = word_ult(wide, size, false, Proxy());
         out->resize(width);
         word_neg_if(sign, *out, out);
+        return g_.bit_or(special, g_.bit_or(large, beyond));
     }
 
     bool is_number(const Word& w) const

@@ -269,7 +269,32 @@ void WordClausifierBase<Gates>::fp_to_bv(const Term_* t)
     tm_->is_fp_to_bv(t, &exp, &mant, &width);
     load(t, 0, &x_);
     load(t, 1, &y_);
-    circuits_.word_fp_to_int(x_[0], x_[1], y_, mant, width, &r_);
+    const Bit open = circuits_.word_fp_to_int(x_[0], x_[1], y_, mant, width, &r_);
+    if (open == gates_.bit_constant(false)) {
+        return;
+    }
+    // Without an integer the result is some function of the arguments: what an earlier conversion
+    // of equal ones has, else what the search likes.
+    while (!open_conversions_.empty() && !is_cached(open_conversions_.back().term)) {
+        open_conversions_.pop_back();
+    }
+    Word chosen;
+    for (size_t i = 0; i < width; ++i) {
+        chosen.push_back(gates_.fresh());
+    }
+    for (const OpenConversion& earlier : open_conversions_) {
+        if (earlier.term->get_symbol() == t->get_symbol()) {
+            load(earlier.term, 0, &q_);
+            const Bit same_mode = circuits_.word_equal(x_, q_, l_undef);
+            load(earlier.term, 1, &q_);
+            const Bit same_float = circuits_.word_equal(y_, q_, l_undef);
+            q_ = chosen;
+            circuits_.word_ite(gates_.bit_and(same_mode, same_float), earlier.value, q_, &chosen);
+        }
+    }
+    q_ = r_;
+    circuits_.word_ite(open, chosen, q_, &r_);
+    open_conversions_.push_back({t, chosen});
 }
 
 /// A term without a circuit: fresh bits, for a Boolean one those of its variable if it has one. An

@@ -75,6 +75,11 @@ private:
         uint32_t length;
         size_t start;
     };
+    /// A conversion to an integer, and what it gives for arguments without one.
+    struct OpenConversion {
+        const Term_* term;
+        Word value;
+    };
     static constexpr size_t NUM_HOOKS = 64;
 
     void register_hook(SymbolTag::tag tag, hook h) { hooks_[static_cast<size_t>(tag)] = h; }
@@ -140,6 +145,7 @@ private:
     std::vector<Entry> trail_;
     std::vector<Bit> bits_;
     TermVector stack_;
+    std::vector<OpenConversion> open_conversions_; // in the order of making; the last may be gone
 
     Word x_, y_, q_, r_; // of the operator at hand; its result is in r_
     BvLit proxy_;        // the literal wanted for it

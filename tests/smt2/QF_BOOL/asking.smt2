@@ -59,12 +59,10 @@ text|)
 (get-assignment)
 ; expect: (error *)
 (get-unsat-core)
-; expect: unsupported
+; expect: (error *)
 (get-proof)
 ; expect: unsupported
 (get-interpolant (n))
-; expect: unsupported
-(check-allsat (a))
 ; expect: unsupported
 (minimize a)
 ; expect: unsupported

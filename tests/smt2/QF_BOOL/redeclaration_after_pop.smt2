@@ -21,7 +21,7 @@
 (check-sat)
 ; expect: sat
 (push 1)
-(declare-fun q (Bool) Bool)
+(declare-fun q (NoSort) Bool)
 ; expect: (error *)
 (declare-sort q 0)
 (declare-fun r (q) Bool)

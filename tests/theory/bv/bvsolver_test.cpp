@@ -65,7 +65,7 @@ TEST_P(BvSolverTest, sat_and_unsat_with_a_model)
 {
     const Term_* x = word("x", 8);
     const Term_* y = word("y", 8);
-    SolverHarness h(&tm_, config_);
+    SolverHarness<> h(&tm_, config_);
     const Term_* product = tm_.make_equal(tm_.make_bv_mul(x, y), number(143, 8));
     h.add_clause({h.literal(product, false)});
     h.add_clause({h.literal(tm_.make_bv_ult(number(1, 8), x), false)});
@@ -84,7 +84,7 @@ TEST_P(BvSolverTest, constant_and_repeated_atoms)
     const Term_* x = word("x", 4);
     const Term_* folded = tm_.make_bv_ult(x, number(0, 4)); // never
     const Term_* always = tm_.make_bv_ule(number(0, 4), x);
-    SolverHarness h(&tm_, config_);
+    SolverHarness<> h(&tm_, config_);
     const dpll::Lit never = h.literal(folded, false);
     const dpll::Lit sure = h.literal(always, false);
     EXPECT_TRUE(h.engine().solve({~never, sure}));
@@ -104,7 +104,7 @@ TEST_P(BvSolverTest, constant_and_repeated_atoms)
 TEST_P(BvSolverTest, words_do_not_survive_their_scope)
 {
     const Term_* x = word("x", 3);
-    SolverHarness h(&tm_, config_);
+    SolverHarness<> h(&tm_, config_);
     h.add_clause({h.literal(tm_.make_bv_ult(x, number(3, 3)), false)});
     const Term_* above = tm_.make_bv_ult(number(1, 3), tm_.make_bv_mul(x, x));
     for (int round = 0; round < 3; ++round) {
@@ -127,7 +127,7 @@ TEST_P(BvSolverTest, unsupported_terms_are_named)
 {
     const Term_* f = tm_.make_constant(tm_.make_symbol("f", tm_.get_fp_type(3, 4)));
     const Term_* atom = tm_.make_equal(tm_.make_fp_as_ieeebv(f), number(1, 8));
-    SolverHarness h(&tm_, config_);
+    SolverHarness<> h(&tm_, config_);
     try {
         h.literal(atom, false);
         FAIL();
@@ -139,7 +139,7 @@ TEST_P(BvSolverTest, unsupported_terms_are_named)
 TEST_P(BvSolverTest, an_announced_equality_of_different_numbers_is_a_conflict)
 {
     const Term_* p = boolean("p");
-    SolverHarness h(&tm_, config_);
+    SolverHarness<> h(&tm_, config_);
     const Term_* x = word("x", 4);
     h.literal(tm_.make_equal(x, number(1, 4)), false);
     h.announce(p, number(1, 4), number(2, 4));
@@ -155,7 +155,7 @@ TEST_P(BvSolverTest, announced_equalities_chain_through_unknown_terms)
     const Term_* y = word("y", 4);
     const Term_* u = word("u", 4);
     const Term_* v = word("v", 4);
-    SolverHarness h(&tm_, config_);
+    SolverHarness<> h(&tm_, config_);
     std::vector<dpll::Lit> all;
     all.push_back(h.literal(tm_.make_bv_ult(x, y), false));
     const std::pair<const Term_*, const Term_*> chain[] = {{u, v}, {x, u}, {v, y}};
@@ -194,7 +194,7 @@ TEST_P(BvSolverTest, random_problems_agree_with_enumeration)
             pool.push_back(
                 op.make(tm_, pool[random() % pool.size()], pool[random() % pool.size()]));
         }
-        SolverHarness h(&tm_, config_);
+        SolverHarness<> h(&tm_, config_);
         // an atom, or an announcing constant with its equality
         std::vector<std::pair<const Term_*, const Term_*>> items;
         for (int i = 0; i < 8; ++i) {

@@ -17,16 +17,23 @@ namespace tarq::bv {
 
 /// Drives one solver as the contract says. Boolean constants can be made to announce an equality of
 /// two words while they are true.
+template <class Solver = BVSolverInterface>
 class SolverHarness : public dpll::TheoryHook {
 public:
     SolverHarness(TermManager* tm, const Configuration& config)
-        : tm_(tm), engine_(config.dpll, tm), solver_(tm, config.theory.bv, &engine_)
+        : SolverHarness(tm, config, config.theory.bv)
+    {
+    }
+    /// options  the group of the solver's theory in `config`
+    template <class Options>
+    SolverHarness(TermManager* tm, const Configuration& config, const Options& options)
+        : tm_(tm), engine_(config.dpll, tm), solver_(tm, options, &engine_)
     {
         engine_.set_theory_manager(this);
     }
 
     DpllSolver& engine() { return engine_; }
-    BVSolverInterface& solver() { return solver_; }
+    Solver& solver() { return solver_; }
 
     /// From now on the equality is announced whenever `constant` is true.
     void announce(const Term_* constant, const Term_* a, const Term_* b)
@@ -168,7 +175,7 @@ private:
 
     TermManager* tm_;
     DpllSolver engine_;
-    BVSolverInterface solver_;
+    Solver solver_;
     std::map<const Term_*, std::pair<const Term_*, const Term_*>> announced_;
     BitVector boolean_;
     std::vector<bool> interested_;

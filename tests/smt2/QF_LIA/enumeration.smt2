@@ -1,0 +1,33 @@
+; Models as to chosen terms. The order of the models is the search's, so each set here has one.
+(declare-const x Int)
+(declare-const p Bool)
+(declare-const q Bool)
+(check-allsat ())
+; expect: ()
+; expect: (:models 1)
+(assert (and p (not q)))
+(check-allsat (p q))
+; expect: (p (not q))
+; expect: (:models 1)
+(push 1)
+(assert (= p (< 3 x)))
+(assert (= q (< 5 x)))
+(check-allsat ((< x 4) (< x 6) p))
+; expect: ((not (< x 4)) (< x 6) p)
+; expect: (:models 1)
+; nothing is left of it
+(check-sat)
+; expect: sat
+(assert (distinct x 4))
+(check-allsat ((= x 5)))
+; expect: ((= x 5))
+; expect: (:models 1)
+(assert (< x 4))
+(check-allsat (p q))
+; expect: (:models 0)
+(check-allsat (p x))
+; expect: (error *)
+(pop 1)
+(check-sat)
+; expect: sat
+; exit: 1
