@@ -537,7 +537,9 @@ private:
     };
     std::vector<RedundancyFrame> redundancy_stack_;
     std::vector<int> analyze_last_level_; // variables of the conflict level with a learnt reason
-    std::vector<Lit> theory_lits_;
+    std::vector<Lit> theory_lits_;        // of a conflict or an explanation
+    // Of a lemma being taken in: its new atoms may bring clauses, and these explanations.
+    std::vector<Lit> lemma_lits_;
     std::vector<Clause*> conflicting_lemmas_;
     std::vector<uint32_t> lbd_stamp_; // by level
     uint32_t lbd_stamp_now_ = 0;

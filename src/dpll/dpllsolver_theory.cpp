@@ -193,12 +193,12 @@ bool DpllSolver::has_pending_lemmas()
            (allsat_hook_ && allsat_hook_->has_new_clauses());
 }
 
-/// Fills `theory_lits_` with the next lemma, or with the next clause of the hook of an enumeration.
+/// Fills `lemma_lits_` with the next lemma, or with the next clause of the hook of an enumeration.
 /// Returns the id for the theory side, 0 for none.
 unsigned DpllSolver::next_theory_lemma(bool* keep, bool* permanent)
 {
     if (theory_manager_ && theory_manager_->has_lemmas()) {
-        return theory_manager_->get_lemma(theory_lits_, keep, permanent);
+        return theory_manager_->get_lemma(lemma_lits_, keep, permanent);
     }
     std::vector<TheoryLit> clause;
     allsat_hook_->get_new_clause(clause);
@@ -206,14 +206,14 @@ unsigned DpllSolver::next_theory_lemma(bool* keep, bool* permanent)
         int var;
         make_proxy(l.get_term(), &var);
         set_problem_var(var, true);
-        theory_lits_.emplace_back(var, l.is_neg());
+        lemma_lits_.emplace_back(var, l.is_neg());
     }
     // Unlike a lemma it need not hold beyond the enumeration.
     if (allsat_guard_ != lit_Undef) {
-        theory_lits_.push_back(allsat_guard_);
+        lemma_lits_.push_back(allsat_guard_);
     }
     if (!btpoints_.empty()) {
-        theory_lits_.push_back(~btpoints_.back());
+        lemma_lits_.push_back(~btpoints_.back());
     }
     return 0;
 }
@@ -224,33 +224,33 @@ bool DpllSolver::add_theory_lemma(int* backjump)
 {
     bool keep = true;
     bool permanent = true;
-    theory_lits_.clear();
+    lemma_lits_.clear();
     const unsigned id = next_theory_lemma(&keep, &permanent);
     if (preprocessor_) {
-        preprocessor_->bring_back(theory_lits_, true);
+        preprocessor_->bring_back(lemma_lits_, true);
     }
-    if (!theory_lits_.empty()) {
+    if (!lemma_lits_.empty()) {
         if (keep && ghost_filter_ && !btpoints_.empty()) {
-            theory_lits_.push_back(~btpoints_.back());
+            lemma_lits_.push_back(~btpoints_.back());
         } else {
-            add_guard(theory_lits_, max_var(theory_lits_));
+            add_guard(lemma_lits_, max_var(lemma_lits_));
         }
     }
-    if (!sort_and_clean(theory_lits_)) { // says nothing
+    if (!sort_and_clean(lemma_lits_)) { // says nothing
         if (id != 0) {
             theory_manager_->retract_lemma(id);
         }
         return true;
     }
-    if (theory_lits_.empty()) {
+    if (lemma_lits_.empty()) {
         if (id != 0) {
             theory_manager_->retract_lemma(id);
         }
         unsat_level_ = 0;
         return false;
     }
-    std::sort(theory_lits_.begin(), theory_lits_.end(), TheoryClauseLitLess{this});
-    Clause* c = new_clause(theory_lits_, !permanent, true);
+    std::sort(lemma_lits_.begin(), lemma_lits_.end(), TheoryClauseLitLess{this});
+    Clause* c = new_clause(lemma_lits_, !permanent, true);
     if (id != 0) {
         lemma_ids_[c->id()] = id;
     }

@@ -1,0 +1,15 @@
+; A lemma with an equality that nobody had named: while its circuit is added, other literals get explained.
+(set-option :config "theory.euf.dyn_ack=1")
+(set-logic QF_UFBV)
+(declare-fun b0 () (_ BitVec 2))
+(declare-fun b1 () (_ BitVec 2))
+(declare-fun b2 () (_ BitVec 2))
+(declare-fun b3 () (_ BitVec 2))
+(declare-fun b4 () (_ BitVec 2))
+(declare-fun f0 ((_ BitVec 2)) (_ BitVec 2))
+(assert (=> (= #b00 (f0 b2)) (bvsle b1 b4)))
+(assert (= #b00 (f0 (f0 b1))))
+(assert (= #b10 (f0 b2)))
+(assert (= (xor (not (= (bvand b2 (f0 #b00)) #b00)) (bvult (bvadd b3 (f0 (bvnot b3))) b0)) (not (= #b01 b1))))
+(check-sat)
+; expect: sat
