@@ -1,11 +1,12 @@
 // What building terms costs: random binary Boolean terms over 1,000 constants, each made once (a
 // new node) and then once more (a hit of the table), at sizes from 50,000 to 5,000,000. Children
 // are drawn from all terms so far, so nearly every access is to a random place: the worst case. The
-// list they are drawn from is fetched ahead: a caller has its terms at hand, and the wait for this
-// program's own list would hide what is measured.
+// list they are drawn from is fetched ahead and lies in large pages: a caller has its terms at hand,
+// and the wait for this program's own list would hide what is measured.
 //
 // Usage: terms_bench [--json] [MAX_TERMS]
 #include "terms/stdtermsimplifier.h"
+#include "terms/termarena.h"
 #include "terms/termmanager.h"
 
 #include <algorithm>
@@ -65,6 +66,7 @@ public:
         tm_.set_simplify(mode.simplify);
         tm_.set_simplifier(&simplifier_);
         pool_.reserve(num_terms + NUM_CONSTANTS);
+        prefer_large_pages(pool_.data(), pool_.capacity() * sizeof(const Term_*));
         for (size_t i = 0; i < NUM_CONSTANTS; ++i) {
             const std::string name = "c" + std::to_string(i);
             pool_.push_back(tm_.make_constant(tm_.make_symbol(name, tm_.get_bool_type())));

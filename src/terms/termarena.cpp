@@ -16,7 +16,7 @@ namespace tarq {
 
 namespace {
 
-constexpr size_t PAGE_UNIT = size_t{1} << 21;
+constexpr size_t LARGE_PAGE = size_t{1} << 21;
 
 // Under the address sanitizer what stands behind the header of a free cell is out of bounds.
 void poison([[maybe_unused]] TermArena::Cell* c, [[maybe_unused]] size_t granules)
@@ -35,16 +35,16 @@ void unpoison([[maybe_unused]] TermArena::Cell* c, [[maybe_unused]] size_t granu
 
 } // namespace
 
-void* alloc_aligned_pages(size_t bytes, [[maybe_unused]] bool large_pages)
+void prefer_large_pages([[maybe_unused]] void* p, [[maybe_unused]] size_t bytes)
 {
-    TARQ_ASSERT(bytes % PAGE_UNIT == 0);
-    void* p = std::aligned_alloc(PAGE_UNIT, bytes);
 #ifdef __linux__
-    if (p && large_pages) {
-        madvise(p, bytes, MADV_HUGEPAGE); // a wish: refusal costs speed only
+    const uintptr_t start = reinterpret_cast<uintptr_t>(p);
+    const uintptr_t first = (start + LARGE_PAGE - 1) / LARGE_PAGE * LARGE_PAGE;
+    const uintptr_t end = (start + bytes) / LARGE_PAGE * LARGE_PAGE;
+    if (first < end) {
+        madvise(static_cast<char*>(p) + (first - start), end - first, MADV_HUGEPAGE);
     }
 #endif
-    return p;
 }
 
 TermArena::TermArena() : block_of_slot_(64, 0), slot_mask_(block_of_slot_.size() - 1) {}
@@ -76,6 +76,32 @@ size_t TermArena::bytes() const
     return n;
 }
 
+TermArena::Cell* TermArena::next_cell(const Cell* c) const
+{
+    size_t i = 0;
+    char* p = nullptr;
+    if (c) {
+        i = number_of(c) >> BLOCK_BITS;
+        const size_t offset =
+            static_cast<size_t>(reinterpret_cast<const char*>(c) - blocks_[i].base);
+        p = c->granules == 0 ? used_end(i) : blocks_[i].base + offset + c->granules * GRANULE;
+    }
+    for (; i < blocks_.size(); ++i, p = nullptr) {
+        if (!blocks_[i].base) {
+            continue;
+        }
+        char* const end = used_end(i);
+        for (p = p ? p : first_cell(i); p < end;) {
+            Cell* next = reinterpret_cast<Cell*>(p);
+            if ((next->granules & FREE) == 0) {
+                return next;
+            }
+            p += (next->granules & ~FREE) * GRANULE;
+        }
+    }
+    return nullptr;
+}
+
 void TermArena::close_current(Region& r)
 {
     if (r.current != SIZE_MAX) {
@@ -104,9 +130,12 @@ size_t TermArena::new_block(size_t size, unsigned region)
     }
     constexpr size_t LARGE_PAGES_FROM = 4; // blocks; each region may have one that is half empty
     const size_t rounded = (size + BLOCK_SIZE - 1) / BLOCK_SIZE * BLOCK_SIZE;
-    void* memory = alloc_aligned_pages(rounded, index >= LARGE_PAGES_FROM);
+    void* memory = std::aligned_alloc(BLOCK_SIZE, rounded);
     if (!memory) {
         throw std::bad_alloc();
+    }
+    if (index >= LARGE_PAGES_FROM) {
+        prefer_large_pages(memory, rounded);
     }
     char* base = static_cast<char*>(memory);
     blocks_[index] = {base, base, rounded, region};
@@ -205,7 +234,9 @@ void TermArena::free_block(size_t i)
 void TermArena::release_empty_blocks()
 {
     std::vector<bool> in_use(blocks_.size(), false);
-    for_each_cell([&](Cell* c) { in_use[number_of(c) >> BLOCK_BITS] = true; });
+    for (const Cell* c = next_cell(nullptr); c; c = next_cell(c)) {
+        in_use[number_of(c) >> BLOCK_BITS] = true;
+    }
     // the lists of free cells lose what lies in the blocks that go, and keep their order
     for (Region& r : regions_) {
         for (uint32_t& head : r.free) {

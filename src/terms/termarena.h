@@ -31,9 +31,10 @@ public:
     /// What stands before the user's part of a cell.
     struct alignas(GRANULE) Cell {
         uint32_t next;     // for the owner while in use; the list of free cells otherwise
-        uint16_t filter;   // for the owner
+        uint32_t parents;  // for the owner
+        uint32_t filter;   // for the owner
+        uint16_t hash;     // for the owner
         uint16_t granules; // of the whole cell; bit 15: free; 0: in a block of its own
-        uint64_t hash;     // for the owner
     };
     static_assert(sizeof(Cell) == GRANULE);
 
@@ -96,23 +97,9 @@ public:
     /// Bytes of all blocks, without the ends that no cell has reached yet.
     size_t bytes() const;
 
-    /// Calls f(Cell*) for each cell in use, by ascending number. f may change the owner's fields.
-    template <class F>
-    void for_each_cell(F&& f)
-    {
-        for (size_t i = 0; i < blocks_.size(); ++i) {
-            char* p = first_cell(i);
-            char* const end = used_end(i);
-            while (p < end) {
-                Cell* c = reinterpret_cast<Cell*>(p);
-                const size_t granules = c->granules & ~FREE;
-                if ((c->granules & FREE) == 0) {
-                    f(c);
-                }
-                p = granules == 0 ? end : p + granules * GRANULE;
-            }
-        }
-    }
+    /// The cell in use with the next higher number after c, or the first of all when c is null; null
+    /// at the end.
+    Cell* next_cell(const Cell* c) const;
 
 private:
     static constexpr size_t BLOCK_SIZE = size_t{1} << 21;
@@ -162,9 +149,8 @@ private:
     bool is_monotone_ = true;
 };
 
-/// Memory of `bytes` bytes, a multiple of 2 MiB and aligned to that, for std::free; null when there
-/// is none.
-/// large_pages  ask the system to map it by large pages
-void* alloc_aligned_pages(size_t bytes, bool large_pages);
+/// Asks the system to map this memory, not touched yet, by large pages where it fills them. A wish:
+/// refusal costs speed only.
+void prefer_large_pages(void* p, size_t bytes);
 
 } // namespace tarq

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "base/bitvector.h"
-#include "base/hashtable.h"
 #include "terms/term.h"
 #include "terms/termarena.h"
 
@@ -16,19 +15,20 @@ namespace tarq {
 /// Interns terms: `make_term` of equal symbols and children gives one address. Owns all terms; a
 /// term lives until `remove_unseen` drops it or the bank dies.
 ///
-/// Layout. A term's memory is one cell of the arena: chain link, filter and hash, then the node and
-/// its children; a binary term takes 48 bytes. The chain node is thus no separate allocation, and
-/// a lookup that reaches a cell finds link, hash and children side by side.
+/// Layout. A term's memory is one cell of the arena: links, filter and hash, then the node and its
+/// children; a binary term takes 48 bytes. Cells are linked by their numbers, of 32 bits.
 ///
-/// A bucket, and the link of each cell, name the next cell by its number and carry a filter: bit k
-/// is set when a cell of the chain from there on has hash class k. Nearly every lookup of a new
-/// term so ends in the bucket, without touching any cell. The hash of a term is made from the
-/// numbers of its children's cells, not from their ids, so they are not touched either. Terms of
-/// different class lie in different regions of the arena.
+/// A term is found through its home: the child whose cell has the highest number, which as a rule
+/// is the one made last. Its cell heads the list of the terms whose home it is, so whoever builds
+/// terms bottom-up finds or adds each of them next to what it has just touched, and there is no
+/// table that would have to grow. Bit k of the home's filter is set when a term of its list has
+/// hash class k: nearly every lookup of a new term ends with the filter. Home, hash and class are
+/// made from the numbers of the children's cells, without touching the children.
 ///
-/// Growth and order are those of hsh::Hashtable, except that after growth each chain holds its
-/// cells by descending number, as if they had all been inserted in the order of their numbers: the
-/// cells are rehashed in the order in which they lie in memory.
+/// A home is crowded from the term on whose class was there already, on average the seventh. Later
+/// ones, and terms without children, are found in a table by their whole hash: buckets with the
+/// number of the first cell of a chain and a filter as above. Terms of different class lie in
+/// different regions of the arena.
 class TermBank {
 public:
     class const_iterator;
@@ -72,7 +72,8 @@ public:
                                                                         : a->get_id() < b->get_id();
     }
 
-    /// The live terms, bucket by bucket.
+    /// The live terms by the numbers of their cells: until the first collection by age within each
+    /// class.
     const_iterator begin() const;
     const_iterator end() const;
 
@@ -84,42 +85,59 @@ public:
     /// Bytes held for terms, without the buckets.
     size_t cell_bytes() const { return arena_.bytes(); }
     /// Bytes of the bucket array.
-    size_t bucket_bytes() const { return table_.buckets * sizeof(Bucket); }
+    size_t bucket_bytes() const { return num_buckets_ * sizeof(Bucket); }
 
 private:
     using Cell = TermArena::Cell;
+    static constexpr uint32_t CROWDED = uint32_t{1} << 31; // in the filter of a home
     struct Bucket {
         uint32_t first;  // number of the newest cell; 0 for none
-        uint16_t filter; // of the whole chain
+        uint32_t filter; // of the whole chain
     };
     struct FreeDeleter {
         void operator()(Bucket* p) const;
     };
     using Buckets = std::unique_ptr<Bucket[], FreeDeleter>;
 
-    static Term_* term_of(Cell* c) { return reinterpret_cast<Term_*>(c + 1); }
-    /// One of sixteen filter bits. Bits of the hash that say little about the bucket index.
-    static uint16_t filter_bit(uint64_t hash)
+    /// Where a term belongs.
+    struct Place {
+        Cell* home;       // null without children
+        uint32_t hash;    // for the bucket
+        uint32_t bit;     // of the hash class, for the filters
+        uint16_t in_cell; // the part of the hash that cells hold
+    };
+
+    static Term_* term_of(const Cell* c)
     {
-        return static_cast<uint16_t>(1U << ((hash * 0x9e3779b97f4a7c15U) >> 60));
+        return reinterpret_cast<Term_*>(const_cast<Cell*>(c) + 1);
     }
-    static void link(Bucket& b, Cell* c, uint32_t number)
+    static Cell* cell_of(const Term_* t)
     {
-        c->next = b.first;
-        c->filter = b.filter;
-        b = {number, static_cast<uint16_t>(b.filter | filter_bit(c->hash))};
+        return reinterpret_cast<Cell*>(const_cast<Term_*>(t)) - 1;
     }
     template <size_t N>
+    Place place_of(const Symbol* symbol, TermArgs children) const;
+    Place place_of(const Term_* t) const;
+    template <size_t N>
     const Term_* intern(const Symbol* symbol, TermArgs children);
+    const Term_* find_in_list(uint32_t first, uint16_t hash, const Symbol* symbol,
+                              const Term_* const* children, size_t n) const;
+    bool belongs_to_table(const Place& p) const
+    {
+        return !p.home || (p.home->filter & CROWDED) != 0;
+    }
+    Bucket& bucket_of(const Place& p) const { return buckets_[(p.hash * num_buckets_) >> 32]; }
+    void link(const Place& p, Cell* c);
+    void add_to_bucket(const Place& p, Cell* c);
     static Buckets make_buckets(size_t count);
     void grow();
-    void rehash();
+    void relink();
     bool check_invariants() const;
 
     TermArena arena_;
     Buckets buckets_;
-    hsh::detail::TableSize table_;
-    size_t size_index_ = 0; // of table_ in the list of sizes
+    uint64_t num_buckets_;  // below 2^32
+    size_t in_buckets_ = 0; // terms found through buckets_
     size_t size_ = 0;
     uint64_t next_id_ = 1;
 
@@ -135,11 +153,10 @@ public:
     using reference = value_type;
 
     const_iterator() = default;
-    const Term_* operator*() const { return term_of(bank_->arena_.at(cell_)); }
+    const Term_* operator*() const { return term_of(cell_); }
     const_iterator& operator++()
     {
-        cell_ = bank_->arena_.at(cell_)->next;
-        skip_empty();
+        cell_ = arena_->next_cell(cell_);
         return *this;
     }
     const_iterator operator++(int)
@@ -155,25 +172,18 @@ public:
 
 private:
     friend class TermBank;
-    explicit const_iterator(const TermBank* bank) : bank_(bank), cell_(bank->buckets_[0].first)
+    explicit const_iterator(const TermArena* arena)
+        : arena_(arena), cell_(arena->next_cell(nullptr))
     {
-        skip_empty();
-    }
-    void skip_empty()
-    {
-        while (cell_ == 0 && ++bucket_ < bank_->table_.buckets) {
-            cell_ = bank_->buckets_[bucket_].first;
-        }
     }
 
-    const TermBank* bank_ = nullptr;
-    size_t bucket_ = 0;
-    uint32_t cell_ = 0; // 0 at the end
+    const TermArena* arena_ = nullptr;
+    const Cell* cell_ = nullptr; // null at the end
 };
 
 inline TermBank::const_iterator TermBank::begin() const
 {
-    return const_iterator(this);
+    return const_iterator(&arena_);
 }
 inline TermBank::const_iterator TermBank::end() const
 {

@@ -119,7 +119,8 @@ class Generator(fuzz_uf.Generator):
 
 def may_hang(gen, options):
     """A search over unbounded integers need not end, and one whose branches nobody limits not in time."""
-    return not gen.bound or 'theory.la.laz_internal_branch_and_bound_limit=0' in options
+    return (not gen.bound or 'theory.la.laz_internal_branch_and_bound_limit=0' in options or
+            fuzz_uf.is_random_walk(gen, options))
 
 
 if __name__ == '__main__':

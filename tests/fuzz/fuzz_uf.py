@@ -345,8 +345,13 @@ class Checker:
         return None
 
 
+def is_random_walk(gen, options):
+    """Whether the search nearly always decides at random: it ends, but who knows when."""
+    return 'dpll.branching_random_frequency=0.9' in options
+
+
 def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_checker=Checker,
-         may_hang=lambda gen, options: False):
+         may_hang=is_random_walk):
     """The command line of a fuzzer.
 
     doc             its help
@@ -355,7 +360,7 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
     make_generator  of (random source, logic): declarations() and run() give a script
     options         of a logic: rows to draw library options from
     make_checker    of the parsed arguments
-    may_hang        whether a script of that generator, under those options, need not end
+    may_hang        whether a script of that generator, under those options, need not end in time
     """
     ap = argparse.ArgumentParser(description=doc, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument('--program', required=True)

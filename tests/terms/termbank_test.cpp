@@ -126,6 +126,15 @@ TEST_F(TermBankTest, collection_keeps_what_is_seen_and_hands_out_ids_and_memory_
                                         : make(f, {a, b}));
         }
     };
+    // many terms with one youngest child, half of which are dropped
+    for (int i = 0; i < 100; ++i) {
+        terms.push_back(make(f, {terms.back(), terms[0]}));
+    }
+    const Term_* hub = terms.back();
+    for (size_t i = 1; i < 101; ++i) {
+        terms.push_back(make(f, {terms[i], hub}));
+        make(f, {hub, terms[i]});
+    }
     grow();
     const size_t full = bank.cell_bytes();
     terms.resize(1000);
