@@ -38,8 +38,26 @@ int ConstraintMapper::map_constraint(const Equation& sum, bool* negated)
     }
     slacks_[form.get()] = slack;
     forms_[idx(slack)] = std::move(form);
+    count_heavy(row);
     solver_->tell_equation(row);
     return slack;
+}
+
+void ConstraintMapper::count_heavy(const Equation& form)
+{
+    constexpr long LARGE = 1 << 16;
+    constexpr int MANY = 4;
+    int n = 0;
+    for (const VarCoeff& t : form.terms()) {
+        long num = 0;
+        long den = 0;
+        const bool small = t.coeff.get_num().to_int(&num) && t.coeff.get_den().to_int(&den) &&
+                           num < LARGE && num > -LARGE && den < LARGE;
+        n += !small;
+    }
+    if (n >= MANY && ++num_heavy_rows_ == MIN_HEAVY_ROWS) {
+        solver_->set_eliminate_unconstrained(false); // pivots, too
+    }
 }
 
 void ConstraintMapper::tell_constraint(int c, const LinearTerm& lt)

@@ -38,12 +38,19 @@ public:
                                                         : nullptr;
     }
     int num_rows() const { return static_cast<int>(slacks_.size()); }
+    /// Whether there are, or have been, many rows with many large numbers. Each pivot on such rows
+    /// makes the numbers of all longer, so whatever can be found out without pivots comes first.
+    bool has_heavy_rows() const { return num_heavy_rows_ >= MIN_HEAVY_ROWS; }
 
 private:
+    static constexpr int MIN_HEAVY_ROWS = 10;
+
+    void count_heavy(const Equation& form);
     int map_constraint(const Equation& sum, bool* negated);
 
     LinearTermMapper* mapper_;
     Solver* solver_;
+    int num_heavy_rows_ = 0;
     hsh::HashMap<const Equation*, int, Equation_hash_eq, Equation_hash_eq> slacks_;
     std::vector<std::unique_ptr<Equation>> forms_; // by slack: positive first coefficient
 };

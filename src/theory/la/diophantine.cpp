@@ -39,6 +39,14 @@ QNumber nearest(const QNumber& a, const QNumber& b)
     return (a / b + QNumber(1, 2)).floor();
 }
 
+/// Elimination goes on while no coefficient reaches this.
+constexpr long SMALL = 1 << 16;
+
+bool is_below(const QNumber& n, long limit)
+{
+    return n.is_small() && n.small_num() < limit && n.small_num() > -limit;
+}
+
 /// Multiplies by the least number that makes the coefficients whole.
 void make_whole(Equation& eq)
 {
@@ -57,12 +65,13 @@ void make_whole(Equation& eq)
 bool DiophantineSystem::add_equation(int id, const la::Equation& form)
 {
     TARQ_ASSERT(sat_);
-    marks_.push_back({substitutions_.size(), next_fresh_});
+    marks_.push_back(
+        {substitutions_.size(), next_fresh_, lattice_.num_equations(), lattice_.num_vars()});
     Equation eq;
     eq.form = form;
     eq.sources.add_var(id, QNumber(1));
     try {
-        apply_substitution(eq);
+        apply_definitions(eq);
         sat_ = define_real(eq) || solve(eq);
     } catch (...) {
         pop_equation();
@@ -113,13 +122,26 @@ bool DiophantineSystem::solve(Equation& eq)
             eq.form.mult(g.inv());
             eq.sources.mult(g.inv());
         }
-        const auto least = std::min_element(eq.form.terms().begin(), eq.form.terms().end(),
-                                            [](const la::VarCoeff& s, const la::VarCoeff& t) {
-                                                return abs(s.coeff) < abs(t.coeff);
-                                            });
+        const la::VarCoeff* least = nullptr;
+        bool in_lattice = false;
+        bool words = true;
+        bool small = true;
+        for (const la::VarCoeff& t : eq.form.terms()) {
+            if (lattice_.contains(t.var)) {
+                in_lattice = true;
+            } else if (!least || t.coeff.compare_abs(least->coeff) < 0) {
+                least = &t;
+            }
+            words = words && t.coeff.is_small();
+            small = small && is_below(t.coeff, SMALL);
+        }
+        const bool unit = least && abs(least->coeff) == 1L && words;
+        if (!unit && (in_lattice || !small)) {
+            return lattice_.add(eq);
+        }
         const int x = least->var;
         const QNumber a = least->coeff;
-        if (abs(a) == 1L) {
+        if (unit) {
             la::Equation row = eq.form;
             la::Equation sources = eq.sources;
             row.mult(a.neg()); // a is its own inverse
@@ -155,6 +177,7 @@ void DiophantineSystem::pop_equation()
         substitutions_.pop_back();
     }
     next_fresh_ = mark.next_fresh;
+    lattice_.truncate(mark.num_lattice_equations, mark.num_lattice_vars);
     sat_ = true; // only the last one can be in conflict
 }
 
@@ -163,11 +186,76 @@ void DiophantineSystem::reset()
     substitutions_.clear();
     index_.clear();
     marks_.clear();
+    lattice_.reset();
     next_fresh_ = FIRST_FRESH;
     sat_ = true;
 }
 
-bool DiophantineSystem::apply_substitution(Equation& in_out) const
+bool DiophantineSystem::apply_substitution(Equation& in_out, bool with_sources) const
+{
+    bool changed = apply_definitions(in_out);
+    if (!lattice_.empty() && lattice_.substitute(in_out, with_sources)) {
+        changed = true;
+    }
+    return changed;
+}
+
+void DiophantineSystem::solve_near(const std::function<la::DNumber(int)>& near,
+                                   hsh::HashMap<int, la::DNumber>& out) const
+{
+    using la::DNumber;
+    // What the fresh variables are for these values follows from the rows that brought them.
+    hsh::HashMap<int, DNumber> fresh;
+    const auto wanted = [&](int var) { return var < FIRST_FRESH ? near(var) : fresh[var]; };
+    for (const Substitution& s : substitutions_) {
+        const int last = s.row.empty() ? 0 : s.row.terms().back().var;
+        if (last < FIRST_FRESH || fresh.contains(last)) {
+            continue;
+        }
+        DNumber value(s.row.constant().neg());
+        for (const la::VarCoeff& t : s.row.terms()) {
+            if (t.var != last) {
+                value.add_mult(wanted(t.var), t.coeff.neg());
+            }
+        }
+        fresh[last] = value;
+    }
+    if (!lattice_.empty()) {
+        std::vector<QNumber> values;
+        for (size_t i = 0; i < lattice_.num_vars(); ++i) {
+            values.push_back(wanted(lattice_.var(i)).real());
+        }
+        lattice_.nearest(values);
+        for (size_t i = 0; i < lattice_.num_vars(); ++i) {
+            out[lattice_.var(i)] = DNumber(values[i]);
+        }
+    }
+    // The last definition first: it mentions no variable that is defined before.
+    for (size_t i = substitutions_.size(); i-- > 0;) {
+        const Substitution& s = substitutions_[i];
+        DNumber value(s.row.constant());
+        for (const la::VarCoeff& t : s.row.terms()) {
+            if (t.var == s.var) {
+                continue;
+            }
+            const auto it = out.find(t.var);
+            if (it != out.end()) {
+                value.add_mult(it->second, t.coeff);
+                continue;
+            }
+            DNumber free = wanted(t.var);
+            if (!(is_real_ && t.var < FIRST_FRESH && is_real_(t.var))) {
+                free += DNumber(QNumber(1, 2));
+                free = DNumber(free.floor());
+            }
+            value.add_mult(free, t.coeff);
+            out[t.var] = free;
+        }
+        out[s.var] = value;
+    }
+}
+
+bool DiophantineSystem::apply_definitions(Equation& in_out) const
 {
     heap_.clear();
     const auto enter = [this](int var) {

@@ -113,6 +113,8 @@ private:
     bool push_euf_fragment();
     void forget_equality(size_t place);
     bool check_with_delayed();
+    laz::Solver& integer_solver();
+    bool check_heavy_equations();
     bool check_integers(bool approx);
     void check_split_eqs();
     void add_reason_literals(int constraint, std::vector<TheoryLit>& out) const;

@@ -15,7 +15,7 @@ bool LaSolverInterface::check(bool approx)
     laz_conflict_ = false;
     if (!euf_fragment_) {
         push_pending();
-        ok = solver_.check(approx);
+        ok = check_heavy_equations() && solver_.check(approx);
         if (ok) {
             ok = !approx && !delayed_.empty() ? check_with_delayed() : check_integers(approx);
         }
@@ -41,6 +41,25 @@ bool LaSolverInterface::check_with_delayed()
     return solver_.check(false) && check_integers(false);
 }
 
+laz::Solver& LaSolverInterface::integer_solver()
+{
+    if (!laz_) {
+        laz_ = std::make_unique<laz::Solver>(config_.la, tm_, &solver_, &mapper_, &constraints_);
+        laz_->set_termination_test(termination_test_);
+    }
+    return *laz_;
+}
+
+/// Equations over integers whose numbers make each pivot slow are decided without one.
+bool LaSolverInterface::check_heavy_equations()
+{
+    if (!is_int_problem_ || !config_.la.laz_enabled || !constraints_.has_heavy_rows()) {
+        return true;
+    }
+    laz_conflict_ = !integer_solver().check_equations();
+    return !laz_conflict_;
+}
+
 /// What integers need beyond the rational check, which has succeeded. A split of the space becomes
 /// a lemma.
 bool LaSolverInterface::check_integers(bool approx)
@@ -48,11 +67,7 @@ bool LaSolverInterface::check_integers(bool approx)
     if (!is_int_problem_ || !config_.la.laz_enabled) {
         return true;
     }
-    if (!laz_) {
-        laz_ = std::make_unique<laz::Solver>(config_.la, tm_, &solver_, &mapper_, &constraints_);
-        laz_->set_termination_test(termination_test_);
-    }
-    laz_conflict_ = laz_->check(approx) == laz::Solver::Result::CONFLICT;
+    laz_conflict_ = integer_solver().check(approx) == laz::Solver::Result::CONFLICT;
     return !laz_conflict_;
 }
 

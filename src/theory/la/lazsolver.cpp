@@ -139,6 +139,17 @@ Solver::Result Solver::check(bool approx)
         pause();
         return Result::UNDECIDED;
     }
+    if (equalities_.size() > 0 && point_countdown_-- == 0) {
+        constexpr uint64_t MAX_PERIOD = 64;
+        const bool found = find_point();
+        point_period_ = found ? 1 : std::min(2 * point_period_, MAX_PERIOD);
+        point_countdown_ = point_period_ - 1;
+        if (found) {
+            ++stats_.points;
+            TARQ_ASSERT(!collect_fractional());
+            return Result::INTEGRAL;
+        }
+    }
     const size_t tightened = own_bounds_.size();
     if (config_.laz_internal_branch_and_bound) {
         switch (internal_bb()) {
@@ -154,6 +165,25 @@ Solver::Result Solver::check(bool approx)
     drop_bounds(tightened);
     make_split();
     return Result::SPLIT;
+}
+
+bool Solver::check_equations()
+{
+    if (!config_.laz_equality_elimination || simplex_->is_inconsistent() ||
+        mapper_->end_of_variables() >= MAX_VARS_FOR_EQUATIONS) {
+        return true;
+    }
+    conflict_.clear();
+    split_.clear();
+    const auto silence = simplex_->suspend_deduction();
+    if (!update_equalities()) {
+        ++stats_.equational_conflicts;
+        return false;
+    }
+    if (equalities_.size() > 0 && !simplex_->values_satisfy_all(false) && find_point()) {
+        ++stats_.points;
+    }
+    return true;
 }
 
 void Solver::pause()
@@ -251,6 +281,7 @@ std::vector<std::pair<std::string, std::string>> Solver::get_stats() const
         {"num internal branch and bound conflicts", stats_.bb_conflicts},
         {"num internal branch and bound timeouts", stats_.bb_timeouts},
         {"num unit cubes", stats_.cubes},
+        {"num solutions of the equations that satisfied all", stats_.points},
         {"num normal branch and bound lemmas", stats_.split_lemmas},
         {"num extended branch and bound lemmas", stats_.cut_lemmas},
     };

@@ -45,6 +45,7 @@ public:
         uint64_t bb_timeouts = 0;
         uint64_t bb_branches = 0;
         uint64_t cubes = 0;
+        uint64_t points = 0;
         uint64_t split_lemmas = 0;
         uint64_t cut_lemmas = 0;
     };
@@ -59,6 +60,9 @@ public:
     /// After a check of the simplex that succeeded, with the same `approx`.
     /// approx  the equations only, and not every time; the answer may be UNDECIDED
     Result check(bool approx);
+    /// Before a check of the simplex: the equations alone, where a pivot costs more than they do.
+    /// Returns false for a conflict. Else the simplex may have got whole values that satisfy all.
+    bool check_equations();
     /// After CONFLICT: pushed constraints that have no whole solution together, without repeats.
     const std::vector<int>& conflict() const { return conflict_; }
     /// After SPLIT: a clause that every whole assignment satisfies, over new atoms as a rule.
@@ -127,6 +131,7 @@ private:
     void add_equation_reasons(const la::Equation& sources, std::vector<int>& out) const;
     bool tighten(bool approx);
     bool push_tightened(int var, bool is_upper);
+    bool find_point();
 
     // own bounds
     bool push_bound(int var, bool is_upper, const la::DNumber& bound,
@@ -181,6 +186,8 @@ private:
     hsh::HashMap<int, Score> scores_;
     int approx_countdown_ = 0; // checks to be left out
     int approx_period_ = 1;
+    uint64_t point_countdown_ = 0;
+    uint64_t point_period_ = 1;
     uint64_t cube_countdown_ = 0;
     uint64_t cube_period_ = 1;
     std::vector<int> conflict_;

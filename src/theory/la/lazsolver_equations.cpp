@@ -78,13 +78,18 @@ const Solver::Lattice& Solver::lattice(int var)
     Lattice l;
     Equation eq;
     eq.form = form_of(var);
-    if (equalities_.apply_substitution(eq) &&
+    if (equalities_.apply_substitution(eq, false) &&
         std::all_of(eq.form.terms().begin(), eq.form.terms().end(),
                     [this](const la::VarCoeff& t) { return is_integer(t.var); })) {
         l.step = coefficient_gcd(eq.form);
         l.offset = eq.form.constant();
         l.trivial = l.step == 1L && l.offset.is_int() && is_int_sum(var);
-        add_equation_reasons(eq.sources, l.sources);
+        if (!l.trivial) {
+            Equation again;
+            again.form = form_of(var);
+            equalities_.apply_substitution(again);
+            add_equation_reasons(again.sources, l.sources);
+        }
     }
     return lattices_.insert({var, std::move(l)}).first->second;
 }
@@ -99,6 +104,9 @@ bool Solver::tighten(bool approx)
     std::vector<int> vars;
     bounded_vars(vars);
     for (int v : vars) {
+        if (simplex_->lower_bound(v) == simplex_->upper_bound(v)) {
+            continue; // one of the equations
+        }
         if (!lattice(v).trivial && !(push_tightened(v, false) && push_tightened(v, true))) {
             return false;
         }
@@ -135,6 +143,51 @@ bool Solver::push_tightened(int var, bool is_upper)
     }
     set_conflict(simplex_->conflict());
     return false;
+}
+
+/// Looks for a whole solution of the equations near the values of now. Returns whether there is one
+/// that all pushed constraints hold for; the values are those then.
+bool Solver::find_point()
+{
+    hsh::HashMap<int, DNumber> point;
+    const auto value_now = [this](int var) {
+        DNumber value;
+        simplex_->get_abstract_value(var, &value); // 0 where it has none
+        return value;
+    };
+    equalities_.solve_near(value_now, point);
+    const auto value_of = [&](int var) {
+        DNumber sum;
+        for (const la::VarCoeff& t : form_of(var).terms()) {
+            auto it = point.find(t.var);
+            if (it == point.end()) {
+                DNumber value = value_now(t.var);
+                if (is_int_var(t.var)) {
+                    value = DNumber((value + DNumber(QNumber(1, 2))).floor());
+                }
+                it = point.insert({t.var, value}).first;
+            }
+            sum.add_mult(it->second, t.coeff);
+        }
+        return sum;
+    };
+    bool ok = true;
+    simplex_->for_each_pushed([&](int c) {
+        if (!ok) {
+            return;
+        }
+        poll();
+        const la::RangeConstraint& r = simplex_->get_constraint(c);
+        const int order = cmp(value_of(r.var), r.bound);
+        ok = r.kind == la::BoundKind::LOWER   ? order >= 0
+             : r.kind == la::BoundKind::UPPER ? order <= 0
+                                              : (order == 0) == (r.kind == la::BoundKind::EQUAL);
+    });
+    if (!ok) {
+        return false;
+    }
+    simplex_->set_values(value_of);
+    return true;
 }
 
 } // namespace tarq::laz
