@@ -2,6 +2,7 @@
 """How long after --timeout and after SIGINT or SIGTERM the program is gone.
 
   stop_latency.py --program build/tools/tarq [--work DIR] [--limit 0.2] [--repeat 3]
+  stop_latency.py --program build/tools/tarq --scripts FOLDER... [--after 1] [--clock cpu]
 
 Inputs that keep the program busy in different places: hard searches over small and over large clause
 sets, the reading of a very large file, the translation of one huge formula into clauses, and a long
@@ -9,13 +10,18 @@ series of small queries. For --timeout T the delay is the process's wall-clock t
 signal it runs from the kill to the end. A stopped search must have answered unknown ("s UNKNOWN" for
 DIMACS) and, with --stats, print its counters; where the stop falls into reading, that is only noted. The
 exit status is 1 when a delay is above --limit or an output of a search is missing. An input that ends
-by itself before the stop is reported and does not count. Python 3 standard library only.
+by itself before the stop is reported and does not count.
+
+With --scripts the inputs are all *.smt2 files below some folders instead, stopped by --timeout only.
+With --clock cpu, for a machine that is busy, a delay is what the process computes after the moment at
+which it ought to have stopped. Python 3 standard library only.
 """
 import argparse
 import os
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), 'sat'))
@@ -132,14 +138,72 @@ def run(cmd, stop_after, sig, give_up):
     return out.decode(errors='replace'), delay, delay < 0
 
 
+def cpu_seconds(pid):
+    """What a running process has used so far, from /proc."""
+    with open('/proc/%d/stat' % pid) as f:
+        fields = f.read().rsplit(')', 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf('SC_CLK_TCK')
+
+
+def run_script(cmd, after, give_up, clock):
+    """Runs with a time-out of `after` seconds of its own; returns (output, delay, ended early)."""
+    start = time.monotonic()
+    with tempfile.TemporaryFile() as log:
+        p = subprocess.Popen(cmd, stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT)
+        used = None
+        while True:
+            pid, _, usage = os.wait4(p.pid, os.WNOHANG)
+            now = time.monotonic() - start
+            if pid:
+                break
+            if used is None and now >= after:
+                used = cpu_seconds(p.pid)
+            if now > after + give_up:
+                p.kill()
+                p.wait()
+                return '', float('inf'), False
+            time.sleep(0.002)
+        p.returncode = 0
+        log.seek(0)
+        out = log.read().decode(errors='replace')
+    if used is None:
+        return out, 0.0, True
+    return out, now - after if clock == 'wall' else usage.ru_utime + usage.ru_stime - used, False
+
+
+def test_scripts(args):
+    """All scripts below the folders; returns the exit status."""
+    after = float(args.after.split(',')[0])
+    worst, bad, stopped, total = 0.0, 0, 0, 0
+    paths = [os.path.join(top, name) for folder in args.scripts for top, _, names in os.walk(folder)
+             for name in names if name.endswith('.smt2')]
+    for path in sorted(paths):
+        total += 1
+        out, delay, early = run_script([args.program, '--timeout', '%g' % after, path], after, 30, args.clock)
+        if early:
+            continue
+        stopped += 1
+        worst = max(worst, delay)
+        late = delay > args.limit
+        bad += late
+        print('%-60s %.3f%s' % (os.path.basename(path), delay, ' TOO LATE' if late else ''), flush=True)
+    print('%d of %d scripts stopped at %g s, largest delay %.3f s (limit %.2f), %d complaints' % (
+        stopped, total, after, worst, args.limit, bad))
+    return 1 if bad else 0
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument('--program', required=True)
     ap.add_argument('--work', default='out-stop')
     ap.add_argument('--limit', type=float, default=0.2, help='seconds')
-    ap.add_argument('--after', default='0.5,2', help='when to stop, in seconds, separated by commas')
+    ap.add_argument('--after', default='0.5,2', help='when to stop, in seconds, separated by commas; --scripts takes the first')
     ap.add_argument('--repeat', type=int, default=3)
+    ap.add_argument('--scripts', nargs='+', help='folders with scripts, instead of the inputs made here')
+    ap.add_argument('--clock', choices=('wall', 'cpu'), default='wall', help='for --scripts')
     args = ap.parse_args()
+    if args.scripts:
+        sys.exit(test_scripts(args))
     worst, bad = 0.0, 0
     kinds = (('timeout', None), ('SIGINT', signal.SIGINT), ('SIGTERM', signal.SIGTERM))
     for name, path, options, in_search in inputs(args.work):

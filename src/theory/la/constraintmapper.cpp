@@ -45,8 +45,8 @@ int ConstraintMapper::map_constraint(const Equation& sum, bool* negated)
 
 void ConstraintMapper::count_heavy(const Equation& form)
 {
-    constexpr long LARGE = 1 << 16;
-    constexpr int MANY = 4;
+    constexpr long LARGE = 1 << 24;
+    constexpr int MANY = 3;
     int n = 0;
     for (const VarCoeff& t : form.terms()) {
         long num = 0;

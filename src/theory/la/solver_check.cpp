@@ -8,8 +8,10 @@ namespace tarq::la {
 
 namespace {
 
-/// The termination test may read a clock; a pivot is often shorter than that.
-constexpr uint64_t POLL_INTERVAL = 16;
+/// The termination test may read a clock, and a pivot is often shorter than that: it is asked again
+/// after so many changed numbers. A pivot counts for PIVOT_WORK and the numbers that it changes.
+constexpr uint64_t POLL_WORK = 1024;
+constexpr uint64_t PIVOT_WORK = POLL_WORK / 16;
 
 } // namespace
 
@@ -50,7 +52,8 @@ bool Solver::do_check()
     settle_restored();
     const int threshold = pivoting_threshold_ > 0 ? pivoting_threshold_ : default_threshold_;
     for (int iteration = 1;; ++iteration) {
-        if (termination_test_ && stats_.pivots % POLL_INTERVAL == 0) {
+        if (termination_test_ && unpolled_work_ >= POLL_WORK) {
+            unpolled_work_ = 0;
             (*termination_test_)();
         }
         const bool greedy = iteration < threshold;
@@ -65,6 +68,7 @@ bool Solver::do_check()
             build_conflict_set(x);
             return false;
         }
+        unpolled_work_ += PIVOT_WORK + tableau_.row(x).size() * tableau_.column(y).size();
         pivot_and_update(x, y, raise ? v.lower : v.upper);
     }
 }
