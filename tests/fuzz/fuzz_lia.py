@@ -4,8 +4,9 @@
   fuzz_lia.py --program PROGRAM [--count N] [--seed S] [--logic QF_LIA|QF_UFLIA|QF_LIRA] [--models]
 
 As fuzz_la.py, over integers, or with QF_LIRA over integers and reals: equations with large common
-divisors, congruences through div and mod, floors, sums of mixed sort. Most scripts bound all integers;
-in the others the coefficients are small, so that a search without end stays rare.
+divisors, congruences through div and mod, floors, sums of mixed sort, systems with coefficients of
+thirty bits. Most scripts bound all integers; in the others the coefficients are small, so that a search
+without end stays rare.
 
 Failures are shrunk, printed and saved as by fuzz_uf.py. Python 3 standard library only.
 """
@@ -25,6 +26,7 @@ OPTIONS = fuzz_la.OPTIONS + [
 TINY = (1, 1, 1, -1, 2, -2, 3)
 COMMON = (6, -6, 12, 4, -4, 9, 15, 10)
 LARGE = (1, -1, 17, -23, 101, 1009, -4096, 65536)
+HUGE = (999999937, -536870912, 123456789, 600851475, -87178291, 30, -42)
 
 
 def number(n, real=False):
@@ -54,7 +56,22 @@ class Generator(fuzz_uf.Generator):
         self.range = rnd.choice((2, 6, 20))
         self.partial = rnd.random() < 0.3  # div, mod and to_int
         self.ites = rnd.random() < 0.2
+        self.systems = self.bound and rnd.random() < 0.2  # of equations with long numbers
+        if self.systems:
+            while len(self.consts['Int']) < 4:
+                self.consts['Int'].append('i%d' % len(self.consts['Int']))
+            self.values = {i: rnd.randint(-self.bound, self.bound) for i in self.consts['Int']}
         self.stock = [self.form() for _ in range(rnd.randint(1, 8))]
+
+    def equation(self):
+        """A sum of several constants with long coefficients, mostly equal to what it is for hidden values."""
+        rnd = self.rnd
+        names = rnd.sample(self.consts['Int'], rnd.randint(3, len(self.consts['Int'])))
+        terms = [(rnd.choice(HUGE) + rnd.randint(-3, 3), i) for i in names]
+        value = sum(c * self.values[i] for c, i in terms)
+        value += 0 if rnd.random() < 0.7 else rnd.choice((1, 6, -30, 10 ** 9))
+        return (rnd.choice(('=', '=', '=', '<=', '>=')), ('+',) + tuple(('*', number(c), i) for c, i in terms),
+                number(value))
 
     def leaf(self, depth=1):
         rnd = self.rnd
@@ -99,6 +116,8 @@ class Generator(fuzz_uf.Generator):
             return rnd.choice(self.bools)
         if [f for f in self.functions if f[2] == 'Bool'] and depth and kind < 0.2:
             return ('p0', self.leaf(depth - 1))
+        if self.systems and rnd.random() < 0.6:
+            return self.equation()
         op = rnd.choice(('<=', '<', '>=', '>', '=', '=', '=', 'distinct'))
         if self.mixed and depth and rnd.random() < 0.5:
             right = self.real_form() if rnd.random() < 0.3 else number(rnd.randint(-self.range, self.range), True)
@@ -114,6 +133,8 @@ class Generator(fuzz_uf.Generator):
         if self.bound:
             bounds = [('assert', ('and', ('<=', number(-self.bound), i), ('<=', i, number(self.bound))))
                       for i in self.consts['Int']]
+        if self.systems:
+            bounds += [('assert', ('or', self.equation(), q)) for q in self.bools * 3]
         return bounds + super().run()
 
 

@@ -46,16 +46,19 @@ int ConstraintMapper::map_constraint(const Equation& sum, bool* negated)
 void ConstraintMapper::count_heavy(const Equation& form)
 {
     constexpr long LARGE = 1 << 24;
-    constexpr int MANY = 3;
-    int n = 0;
+    constexpr int SOME = 3;
+    constexpr int MANY = 30;
+    int num_large = 0;
+    int num_factors = 0;
     for (const VarCoeff& t : form.terms()) {
         long num = 0;
         long den = 0;
         const bool small = t.coeff.get_num().to_int(&num) && t.coeff.get_den().to_int(&den) &&
                            num < LARGE && num > -LARGE && den < LARGE;
-        n += !small;
+        num_large += !small;
+        num_factors += !small || den != 1 || num > 1 || num < -1;
     }
-    if (n >= MANY && ++num_heavy_rows_ == MIN_HEAVY_ROWS) {
+    if ((num_large >= SOME || num_factors >= MANY) && ++num_heavy_rows_ == MIN_HEAVY_ROWS) {
         solver_->set_eliminate_unconstrained(false); // pivots, too
     }
 }

@@ -38,8 +38,9 @@ public:
                                                         : nullptr;
     }
     int num_rows() const { return static_cast<int>(slacks_.size()); }
-    /// Whether there are, or have been, many rows with several large numbers. Each pivot on such rows
-    /// makes the numbers of all longer, so whatever can be found out without pivots comes first.
+    /// Whether there are, or have been, several rows with large numbers or with many numbers other
+    /// than 1. Each pivot on such rows makes the numbers of all longer, so whatever can be found out
+    /// without pivots comes first.
     bool has_heavy_rows() const { return num_heavy_rows_ >= MIN_HEAVY_ROWS; }
 
 private:

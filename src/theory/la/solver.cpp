@@ -1,5 +1,7 @@
 #include "theory/la/solver.h"
 
+#include "base/terminationtest.h"
+
 #include <algorithm>
 
 namespace tarq::la {
@@ -166,15 +168,24 @@ void Solver::initialize()
         }
     }
     default_threshold_ = std::max(20, known - static_cast<int>(unconstrained.size()));
-    tableau_.eliminate_variables(unconstrained);
-    for (int v : unconstrained) {
-        to_check_.erase(v);
-    }
     // A variable that an elimination made non-basic may be out of bounds there.
     for (size_t v = 1; v < vars_.size(); ++v) {
         if (vars_[v].known && !var_constraints_[v].empty()) {
             to_restore_.push_back(static_cast<int>(v));
         }
+    }
+    std::vector<int> one(1);
+    for (int v : unconstrained) {
+        try {
+            if (termination_test_) {
+                (*termination_test_)();
+            }
+        } catch (const TerminationTest::terminated&) {
+            break; // in the middle of a push; the check to come stops
+        }
+        one[0] = v;
+        tableau_.eliminate_variables(one);
+        to_check_.erase(v);
     }
 }
 

@@ -292,6 +292,14 @@ int Tableau::shortest_row(int v) const
     return best;
 }
 
+/// Whether no number of the row needs more than a word or two. Elimination with longer ones costs
+/// more than the smaller tableau gains.
+bool Tableau::has_small_numbers(const Row& row)
+{
+    return std::all_of(row.terms().begin(), row.terms().end(),
+                       [](const Row::Term& t) { return t.coeff.is_small(); });
+}
+
 void Tableau::eliminate_variables(const std::vector<int>& vars)
 {
     for (int v : vars) {
@@ -301,6 +309,9 @@ void Tableau::eliminate_variables(const std::vector<int>& vars)
             const int r = shortest_row(v);
             if (r < 0) {
                 continue; // in no row: nothing to keep, and the value does not matter
+            }
+            if (!has_small_numbers(rows_[idx(r)])) {
+                continue;
             }
             pivot(basic_of_row(r), v);
         }

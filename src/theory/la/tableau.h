@@ -73,7 +73,8 @@ public:
     /// Swaps basic x and non-basic y, which stands in the row of x.
     void pivot(int x, int y);
 
-    /// Takes the variables of a list out of the matrix, where they stay as stored rows.
+    /// Takes the variables of a list out of the matrix, where they stay as stored rows; but not one
+    /// that would take a pivot on long numbers.
     void eliminate_variables(const std::vector<int>& vars);
     /// Brings an eliminated variable back, with all that its row mentions.
     /// changed  as in add_equation
@@ -129,6 +130,7 @@ private:
     void substitute_basics(Equation& eq);
     Equation detach_row(int r);
     int shortest_row(int v) const;
+    static bool has_small_numbers(const Row& row);
     void scale(Row& row, int y, size_t y_place);
     void add_multiple(int z, size_t y_place, const Row& row, int y, int x);
     void append_term(int z, int var, QNumber coeff);
