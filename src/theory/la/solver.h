@@ -317,7 +317,7 @@ private:
     bool eliminate_unconstrained_ = true;
     bool deducing_ = true; // off during temporary pushes
     const TerminationTest* termination_test_ = nullptr;
-    uint64_t unpolled_work_ = 0; // since the termination test was asked last
+    uint64_t unpolled_work_ = 0;         // since the termination test was asked last
     DNumber theta_, diff_, sum_, limit_; // scratch of the loops
     const QNumber minus_one_{-1};
     Stats stats_;
