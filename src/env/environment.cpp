@@ -4,6 +4,7 @@
 #include "dpll/externaldpllenginehook.h"
 #include "encoding/commonequalities.h"
 #include "encoding/normrules.h"
+#include "encoding/realequalities.h"
 #include "env/environment_solvers.h"
 #include "results/modelstore.h"
 #include "terms/stdtermsimplifier.h"
@@ -403,6 +404,11 @@ void Environment::do_assert_formula(const Term_* f)
     f = propagate_formula(f);
     f = simplify_formula(f);
     f = encode_formula(f);
+    const bool is_constant = tm_->is_true(f) || tm_->is_false(f);
+    if (!is_constant) {
+        reset_model();
+        f = prepare_for_theories(f);
+    }
     solvers_->polarity.add_formula(f);
     if (tm_->is_false(f)) {
         reset_model();
@@ -410,12 +416,7 @@ void Environment::do_assert_formula(const Term_* f)
         if (cores) {
             cores->set_trivial_unsat_core();
         }
-    } else if (!tm_->is_true(f)) {
-        reset_model();
-        if (const Term_* atom = find_unsupported_atom(f)) {
-            throw make_error<error>("unsupported atom (no theory solver for it): ",
-                                    atom->to_shallow_str());
-        }
+    } else if (!is_constant) {
         logger_("ENV") << loglevel(2) << " converting to cnf..." << FlushLog;
         solvers_->cnf(f);
         logger_("ENV") << loglevel(2) << "done" << EndLog;
@@ -514,6 +515,22 @@ bool Environment::has_theory_atoms(const Term_* f) const
     return false;
 }
 
+/// The last step before the conversion to clauses: refuses atoms that no engine decides, and shapes
+/// equalities for those that do.
+/// throws  error "unsupported atom (no theory solver for it): " and the atom
+const Term_* Environment::prepare_for_theories(const Term_* f)
+{
+    if (const Term_* atom = find_unsupported_atom(f)) {
+        throw make_error<error>("unsupported atom (no theory solver for it): ",
+                                atom->to_shallow_str());
+    }
+    // Other solvers need the equality itself, and a model of atoms alone its value.
+    const Configuration::Theory::La& la = config_.theory.la;
+    const bool split = la.enabled && la.split_rat_eq && !solvers_->has_other_terms &&
+                       !config_.bool_model_generation;
+    return split ? split_real_equalities(tm_, f) : f;
+}
+
 /// An atom of `f` that no engine can decide, or null: as a free variable it would give wrong
 /// answers. Each node without such an atom is looked at once in the life of the solvers.
 /// Quantifiers are left to the clause conversion, which names them better.
@@ -548,6 +565,12 @@ const Term_* Environment::find_unsupported_atom(const Term_* f)
             seen = BitVector(); // nodes above this one were marked on the way
             return atom;
         }
+        // Integers have a solver that wants their equalities.
+        const DataType* type = TermManager::get_type(t);
+        solvers_->has_other_terms = solvers_->has_other_terms ||
+                                    tm_->is_uninterpreted_function(t) ||
+                                    (type != tm_->get_bool_type() && type != tm_->get_real_type() &&
+                                     !tm_->is_arith_number(t));
         if (!tm_->is_term_ite(t)) {
             const bool takes_formulas = encoders::has_bool_argument(tm_, t);
             for (const Term_* c : t->children()) {

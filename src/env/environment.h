@@ -309,6 +309,7 @@ private:
     bool is_plain(const Term_* f);
     const Term_* encode_formula(const Term_* f);
     bool has_theory_atoms(const Term_* f) const;
+    const Term_* prepare_for_theories(const Term_* f);
     const Term_* find_unsupported_atom(const Term_* f);
     void do_push_backtrack_point();
     void do_push_shallow_backtrack_point();

@@ -1,5 +1,7 @@
 // Checks, assumptions and what is read after them.
 #include "env/environment.h"
+
+#include "encoding/realequalities.h"
 #include "env/environment_checkscope.h"
 #include "env/environment_solvers.h"
 
@@ -145,14 +147,11 @@ void Environment::restore_substituted(const Term_* t)
 /// definitions in it.
 void Environment::assert_definition(const Term_* f)
 {
-    solvers_->polarity.add_formula(f);
     if (tm_->is_true(f)) {
         return;
     }
-    if (const Term_* atom = find_unsupported_atom(f)) {
-        throw make_error<error>("unsupported atom (no theory solver for it): ",
-                                atom->to_shallow_str());
-    }
+    f = prepare_for_theories(f);
+    solvers_->polarity.add_formula(f);
     if (solvers_->cores) {
         solvers_->cores->set_defining(true); // an exception that passes ends the store
     }
@@ -211,6 +210,16 @@ lbool Environment::evaluate(const Term_* f) const
         lbool value = l_Undef;
         if (!tm_->is_connective(t->get_symbol())) {
             const int var = solvers_->engine.proxy_for_term(t);
+            const Term_* split = var < 0 ? as_inequalities(tm_, t) : nullptr;
+            if (split && !done.contains(split)) {
+                stack.push_back(split); // the engine may have the equality in that form
+                continue;
+            }
+            if (split) {
+                done[t] = done[split];
+                stack.pop_back();
+                continue;
+            }
             value = var < 0 ? l_Undef : solvers_->engine.get_model_value(var);
             if (tm_->is_true(t) || tm_->is_false(t)) {
                 value = tm_->is_true(t) ? l_True : l_False;

@@ -87,6 +87,7 @@ struct Environment::Solvers {
 
     BitVector plain;     // by term id: Boolean constants and connectives of such
     BitVector supported; // by term id: nodes found to hold only atoms that an engine decides
+    bool has_other_terms = false; // than real and Boolean ones without uninterpreted functions
 };
 
 } // namespace tarq

@@ -167,6 +167,32 @@ TEST_F(EnvTest, an_atom_of_a_theory_is_an_error_until_it_is_popped)
     EXPECT_EQ(error_of([&] { env->check(); }), "The CNF conversion does not support quantifiers");
 }
 
+TEST_F(EnvTest, equalities_of_reals_reach_the_engine_as_inequalities_unless_others_want_them)
+{
+    const DataType* real = tm->get_real_type();
+    const Term_* x = tm->make_constant(tm->make_symbol("x", real));
+    const Term_* y = tm->make_constant(tm->make_symbol("y", real));
+    const Term_* e = tm->make_equal(x, y);
+    env->assert_formula(tm->make_iff(p(0), e)); // propagation leaves the equality alone
+    env->assert_formula(tm->make_or(e, p(1)));
+    EXPECT_EQ(check({neg(p(1))}), 1);
+    EXPECT_EQ(env->get_bool_value(p(0)), l_True);
+    EXPECT_EQ(check({neg(e)}), 1); // the equality itself is an atom, too
+    EXPECT_EQ(env->get_bool_value(p(0)), l_False);
+    EXPECT_EQ(env->get_bool_value(p(1)), l_True);
+    EXPECT_EQ(check({neg(e), neg(p(1))}), 0);
+    EXPECT_EQ(core().size(), 2u);
+    // Functions come late: the equalities of before still mean the same.
+    const Symbol* f = tm->make_symbol("f", tm->get_function_type({real}, real));
+    const Term_* xs[] = {x};
+    const Term_* ys[] = {y};
+    env->assert_formula(no(tm->make_equal(tm->make_uninterpreted_function(f, xs),
+                                          tm->make_uninterpreted_function(f, ys))));
+    EXPECT_EQ(check({neg(p(1))}), 0);
+    EXPECT_EQ(env->check(), 1);
+    EXPECT_EQ(env->get_bool_value(p(0)), l_False);
+}
+
 TEST_F(EnvTest, only_formulas_can_be_asserted)
 {
     EXPECT_NE(error_of([&] { env->assert_formula(tm->make_number(1)); }), "");

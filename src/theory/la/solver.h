@@ -237,6 +237,7 @@ private:
     bool do_check();
     int choose_leaving(bool greedy);
     int choose_entering(int x, bool raise, bool greedy) const;
+    uint32_t count_stopped(int y, int x, bool up, uint32_t limit) const;
     void pivot_and_update(int x, int y, const DNumber& target);
     void update(int y, const DNumber& value);
     void note_change(VariableBounds& v, int var);

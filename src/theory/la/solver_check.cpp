@@ -3,6 +3,7 @@
 #include "theory/la/solver.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace tarq::la {
 
@@ -110,31 +111,57 @@ int Solver::choose_leaving(bool greedy)
     return best;
 }
 
-/// A non-basic variable whose move takes x towards its bound, or 0. Greedily the one with the
-/// shortest column, since each row of the column has to be changed.
+/// A non-basic variable whose move takes x towards its bound, or 0. Greedily the one that takes the
+/// fewest basic variables beyond their bounds, counting those that stand at one now, since they have
+/// to be repaired later; then the one with the shortest column, since each row of the column has to
+/// be changed.
 int Solver::choose_entering(int x, bool raise, bool greedy) const
 {
     int best = 0;
+    uint32_t best_stopped = 0;
     uint32_t best_length = 0;
     for (const Row::Term& t : tableau_.row(x).terms()) {
         if (t.var == x) {
             continue;
         }
         const VariableBounds& y = vars_[idx(t.var)];
-        if (raise == t.coeff.is_pos() ? !(y.value < y.upper) : !(y.value > y.lower)) {
+        const bool up = raise == t.coeff.is_pos();
+        if (up ? !(y.value < y.upper) : !(y.value > y.lower)) {
             continue;
         }
         if (!greedy) {
             best = best == 0 ? t.var : std::min(best, t.var);
             continue;
         }
+        const uint32_t limit = best == 0 ? std::numeric_limits<uint32_t>::max() : best_stopped;
+        const uint32_t stopped = count_stopped(t.var, x, up, limit);
         const uint32_t length = tableau_.column(t.var).size();
-        if (best == 0 || length < best_length || (length == best_length && t.var < best)) {
+        if (best == 0 || stopped < best_stopped ||
+            (stopped == best_stopped &&
+             (length < best_length || (length == best_length && t.var < best)))) {
             best = t.var;
+            best_stopped = stopped;
             best_length = length;
         }
     }
     return best;
+}
+
+/// How many basic variables but x a move of y takes beyond a bound however short it is.
+/// limit  above it the exact number does not matter
+uint32_t Solver::count_stopped(int y, int x, bool up, uint32_t limit) const
+{
+    uint32_t count = 0;
+    for (const Tableau::Entry& e : tableau_.column(y)) {
+        const int b = tableau_.basic_of_row(e.row);
+        const VariableBounds& v = vars_[idx(b)];
+        const bool b_up = up == tableau_.coeff(e).is_pos();
+        if ((b_up ? v.upper_reason : v.lower_reason) != 0 && b != x &&
+            (b_up ? !(v.value < v.upper) : !(v.value > v.lower)) && ++count > limit) {
+            break;
+        }
+    }
+    return count;
 }
 
 void Solver::note_change(VariableBounds& v, int var)

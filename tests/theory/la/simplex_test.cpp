@@ -55,6 +55,29 @@ TEST(Simplex, a_bound_above_the_other_one_is_a_conflict_of_two_without_pivots)
     EXPECT_TRUE(s.upper_bound(1).is_inf());
 }
 
+TEST(Simplex, a_repair_moves_a_variable_that_takes_no_other_beyond_its_bound)
+{
+    // 3 = 1 + 2 has to rise. Moving 1 would take 4 = 1 - 2 above its bound, moving 2 would not,
+    // though its column is longer.
+    Solver s;
+    s.tell_equation(slack_row(3, {QNumber(1), QNumber(1)}));
+    s.tell_equation(slack_row(4, {QNumber(1), QNumber(-1)}));
+    s.tell_equation(slack_row(5, {QNumber(0), QNumber(1)}));
+    s.tell_upper_bound(1, 1, num(9));
+    s.tell_upper_bound(2, 2, num(9));
+    s.tell_lower_bound(3, 3, num(4));
+    s.tell_upper_bound(4, 4, num(0));
+    s.tell_upper_bound(5, 5, num(9));
+    ASSERT_TRUE(s.push_constraint(4));
+    ASSERT_TRUE(s.check(true));
+    ASSERT_TRUE(s.push_constraint(3));
+    EXPECT_TRUE(s.check(true));
+    EXPECT_EQ(s.stats().pivots, 1U);
+    DNumber value;
+    ASSERT_TRUE(s.get_abstract_value(2, &value));
+    EXPECT_EQ(value, num(4));
+}
+
 TEST(Simplex, a_conflict_outlives_pops_of_later_pushes)
 {
     Solver s;
