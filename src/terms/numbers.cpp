@@ -22,7 +22,7 @@ bool fits_word(mpz_srcptr z)
 /// expression then costs no allocation. Trivially constructed, so it serves numbers of static
 /// lifetime, too; once cleared at exit it keeps nothing more.
 struct QNumber::BigPool {
-    static constexpr unsigned CAPACITY = 256;
+    static constexpr unsigned CAPACITY = 4096;
     static constexpr int MAX_LIMBS = 16; ///< longer integers are not kept
 
     Big* items[CAPACITY];

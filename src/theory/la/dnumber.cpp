@@ -37,9 +37,11 @@ void DNumber::add_mult(const DNumber& o, const QNumber& factor)
     }
     if (!o.real_.is_zero()) {
         real_ += o.real_ * factor;
+        shrink(real_);
     }
     if (!o.delta_.is_zero()) {
         delta_ += o.delta_ * factor;
+        shrink(delta_);
     }
 }
 
@@ -47,8 +49,10 @@ DNumber& DNumber::operator*=(const QNumber& factor)
 {
     if (inf_ == 0) {
         real_ *= factor;
+        shrink(real_);
         if (!delta_.is_zero()) {
             delta_ *= factor;
+            shrink(delta_);
         }
     }
     return *this;
@@ -58,8 +62,10 @@ DNumber& DNumber::operator/=(const QNumber& divisor)
 {
     if (inf_ == 0) {
         real_ /= divisor;
+        shrink(real_);
         if (!delta_.is_zero()) {
             delta_ /= divisor;
+            shrink(delta_);
         }
     }
     return *this;

@@ -8,6 +8,15 @@
 
 namespace tarq::la {
 
+/// Gives a number its small form back, if it has one, after operations that leave a result big: in
+/// the simplex big factors cancel, and what is left would be slow for good.
+inline void shrink(QNumber& q)
+{
+    if (!q.is_small()) [[unlikely]] {
+        q.make_small();
+    }
+}
+
 /// real + delta * d for an arbitrarily small positive d, or one of two infinities.
 ///
 /// Both parts stand inline, so that a small value needs no memory of its own and an array of values

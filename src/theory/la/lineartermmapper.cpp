@@ -1,6 +1,7 @@
 #include "theory/la/lineartermmapper.h"
 
 #include "terms/termmanager.h"
+#include "theory/la/dnumber.h"
 
 #include <algorithm>
 
@@ -39,6 +40,7 @@ void LinearTermMapper::fill_sum(LinearTerm* out)
     sorted_.clear();
     for (size_t i = 0; i < poly_.vars.size(); ++i) {
         sorted_.push_back({variable(poly_.vars[i], false), poly_.coeffs[i]});
+        shrink(sorted_.back().coeff); // a common factor may have been divided out
     }
     std::sort(sorted_.begin(), sorted_.end(),
               [](const VarCoeff& a, const VarCoeff& b) { return a.var < b.var; });
@@ -46,6 +48,7 @@ void LinearTermMapper::fill_sum(LinearTerm* out)
         out->sum.add_var(t.var, t.coeff);
     }
     out->constant = poly_.constant.neg();
+    shrink(out->constant);
     out->all_int = poly_.all_int && !poly_.vars.empty();
 }
 

@@ -133,12 +133,17 @@ int Solver::choose_entering(int x, bool raise, bool greedy) const
             best = best == 0 ? t.var : std::min(best, t.var);
             continue;
         }
-        const uint32_t limit = best == 0 ? std::numeric_limits<uint32_t>::max() : best_stopped;
-        const uint32_t stopped = count_stopped(t.var, x, up, limit);
         const uint32_t length = tableau_.column(t.var).size();
-        if (best == 0 || stopped < best_stopped ||
-            (stopped == best_stopped &&
-             (length < best_length || (length == best_length && t.var < best)))) {
+        uint32_t limit = std::numeric_limits<uint32_t>::max();
+        if (best != 0) {
+            const bool shorter = length < best_length || (length == best_length && t.var < best);
+            if (!shorter && best_stopped == 0) {
+                continue;
+            }
+            limit = shorter ? best_stopped : best_stopped - 1;
+        }
+        const uint32_t stopped = count_stopped(t.var, x, up, limit);
+        if (stopped <= limit) {
             best = t.var;
             best_stopped = stopped;
             best_length = length;

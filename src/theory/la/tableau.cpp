@@ -1,5 +1,7 @@
 #include "theory/la/tableau.h"
 
+#include "theory/la/dnumber.h"
+
 #include <algorithm>
 #include <functional>
 #include <utility>
@@ -189,6 +191,7 @@ void Tableau::scale(Row& row, int y, size_t y_place)
         const QNumber factor = a.inv().neg();
         for (Row::Term& t : row.terms_) {
             t.coeff *= factor;
+            shrink(t.coeff);
         }
     }
     row.row_var_ = y;
@@ -241,7 +244,15 @@ void Tableau::add_multiple(int z, size_t y_place, const Row& row, int y, int x)
     const bool one = factor == 1L;
     const bool minus_one = !one && factor == -1L;
     const auto product = [&](const QNumber& c) {
-        return one ? c : minus_one ? c.neg() : c * factor;
+        if (one) {
+            return c;
+        }
+        if (minus_one) {
+            return c.neg();
+        }
+        QNumber result = c * factor;
+        shrink(result);
+        return result;
     };
     std::fill(met_.begin(), met_.end(), 0);
     const uint32_t x_at = pivot_place_[idx(x)] - 1;
@@ -264,6 +275,7 @@ void Tableau::add_multiple(int z, size_t y_place, const Row& row, int y, int x)
         } else {
             c += d * factor;
         }
+        shrink(c);
         if (c.is_zero()) {
             remove_entry(terms[i].var, terms[i].place);
             remove_term(z, i);

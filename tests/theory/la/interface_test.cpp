@@ -113,6 +113,25 @@ TEST_F(LaInterface, forms_and_their_negations_share_a_row)
     EXPECT_EQ(la->solver().tableau().num_rows(), 1);
 }
 
+TEST_F(LaInterface, a_big_common_factor_is_gone_from_rows_and_bounds)
+{
+    start();
+    const QNumber big = QNumber::from_str("36893488147419103233");
+    const auto times = [&](int n, const Term_* t) {
+        return tm.make_times(tm.make_number(big * QNumber(n)), t);
+    };
+    leq(tm.make_plus(times(1, x), times(2, y)), times(5, num(1)));
+    leq(tm.make_plus(x, tm.make_times(num(2), y)), num(3));
+    const la::Tableau& t = la->solver().tableau();
+    ASSERT_EQ(t.num_rows(), 1);
+    t.for_each_row([](const la::Row& row) {
+        EXPECT_TRUE(std::all_of(row.terms().begin(), row.terms().end(),
+                                [](const la::Row::Term& u) { return u.coeff.is_small(); }));
+    });
+    EXPECT_TRUE(la->solver().get_constraint(1).bound.real().is_small());
+    EXPECT_EQ(la->solver().get_constraint(1).bound.real(), 5);
+}
+
 TEST_F(LaInterface, a_conflict_names_the_assumed_literals)
 {
     start();

@@ -111,6 +111,36 @@ TEST(Tableau, a_pivot_frees_all_other_rows_of_the_entering_variable)
     EXPECT_TRUE(t.check_invariants());
 }
 
+TEST(Tableau, coefficients_are_small_again_once_a_big_factor_cancels)
+{
+    const QNumber big = QNumber::from_str("36893488147419103233");
+    Tableau t;
+    std::vector<int> changed;
+    for (int slack : {3, 4}) { // 3 = big * (1 + 2), 4 = big * (1 + 3 * 2)
+        Equation e;
+        e.add_var(1, big);
+        e.add_var(2, slack == 3 ? big : big * QNumber(3));
+        e.add_var(slack, QNumber(-1));
+        e.change_basic_var(slack);
+        t.add_equation(e, &changed);
+    }
+    t.pivot(3, 1);
+    EXPECT_FALSE(t.row(1).get_coefficient(3).is_small());
+    EXPECT_TRUE(t.row(1).get_coefficient(2).is_small()); // 1 = 3 / big - 2
+    EXPECT_TRUE(t.row(4).get_coefficient(3).is_small()); // 4 = 3 + 2 * big * 2
+    t.pivot(4, 2);
+    EXPECT_EQ(t.row(2).get_coefficient(4), QNumber(1) / (QNumber(2) * big));
+    EXPECT_FALSE(t.row(1).get_coefficient(3).is_small());
+    t.pivot(2, 3);
+    EXPECT_TRUE(t.row(3).get_coefficient(4).is_small()); // 3 = 4 - 2 * big * 2
+    DNumber value{big};
+    value /= big;
+    EXPECT_TRUE(value.real().is_small());
+    value.add_mult(DNumber(QNumber(1) / big), big);
+    EXPECT_TRUE(value.real().is_small());
+    EXPECT_EQ(value, DNumber(QNumber(2)));
+}
+
 TEST(Tableau, an_eliminated_variable_comes_back_with_all_that_its_row_needs)
 {
     Tableau t;
