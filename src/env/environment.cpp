@@ -125,7 +125,6 @@ void Environment::refuse_unsupported_options() const
         {"proof_generation", config_.proof_generation},
         {"interpolation", config_.interpolation},
         {"debug.api_call_trace", config_.debug.api_call_trace != 0},
-        {"theory.arr.mode", config_.theory.arr.mode != 0},
         {"theory.fp.mode", config_.theory.fp.enabled && config_.theory.fp.mode > 1},
     };
     for (auto [name, on] : requested) {

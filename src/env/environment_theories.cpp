@@ -62,8 +62,9 @@ void Environment::Solvers::make_theories(const Configuration& config, TermManage
         theories->add_euf_solver(checked(tm, std::move(euf), true), closure);
         if (config.theory.arr.enabled) {
             auto arr = std::make_unique<ArrSolverInterface>(config.theory, tm, closure);
-            arr->set_model_computer(
-                [m = theories.get()](const Term_* t) { return m->get_model_value(t); });
+            TheoryManager* m = theories.get();
+            arr->set_model_computer([m] { return m->build_candidate_model(TheoryManager::ARR); },
+                                    [m](const Term_* t) { return m->get_model_value(t); });
             theories->add_solver(TheoryManager::ARR, checked(tm, std::move(arr)));
         }
     }

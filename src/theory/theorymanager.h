@@ -114,6 +114,11 @@ public:
     /// uninterpreted sort. Null when no solver knows the term.
     const Term_* get_model_value(const Term_* t);
 
+    /// For a solver that works on values, from within its complete check: makes the model of the
+    /// solvers before it, which agree on no more than the equalities that were decided. False when
+    /// one of them has lemmas, and so no model.
+    bool build_candidate_model(SolverIndex asker);
+
     std::vector<StatsGroup> get_stats() const;
 
     // For tests: what the detection found.

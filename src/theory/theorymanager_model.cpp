@@ -19,6 +19,24 @@ void TheoryManager::do_build_model()
     }
 }
 
+bool TheoryManager::build_candidate_model(SolverIndex asker)
+{
+    for (size_t i : active_) {
+        if (i < asker && solvers_[i]->has_lemmas()) {
+            return false;
+        }
+    }
+    if (classes_) {
+        classes_->build_model(interface_terms_);
+    }
+    for (size_t i : active_) {
+        if (i < asker) {
+            solvers_[i]->build_model();
+        }
+    }
+    return true;
+}
+
 /// Which groups of solvers have a say in the value of a term. Of an uninterpreted number that no
 /// operation of another theory is applied to, the other solver knows equalities at most, and EUF
 /// knows them too; the value that it happens to hold may be that of a term which EUF takes for

@@ -1,28 +1,57 @@
 #include "theory/arr/arrsolverinterface.h"
 
+#include "theory/arr/arraysolverlod.h"
+#include "theory/arr/arrsolver.h"
+
 namespace tarq {
+
+namespace {
+
+std::unique_ptr<arr::SolverBase> make_solver(const Configuration::Theory::Arr& config,
+                                             TermManager* tm, euf::Solver* euf)
+{
+    if (config.mode == 1) {
+        return std::make_unique<arr::ArraySolverLOD>(config, tm, euf);
+    }
+    return std::make_unique<arr::Solver>(config, tm, euf);
+}
+
+} // namespace
 
 ArrSolverInterface::ArrSolverInterface(const Configuration::Theory& config, TermManager* tm,
                                        EufSolverInterface* euf)
-    : TheorySolver(tm), solver_(config.arr, tm, euf->get_solver()), model_(tm, &solver_)
+    : TheorySolver(tm), by_values_(config.arr.mode == 1),
+      solver_(make_solver(config.arr, tm, euf->get_solver())), model_(tm, solver_.get())
 {
+}
+
+ArrSolverInterface::~ArrSolverInterface() = default;
+
+void ArrSolverInterface::set_model_computer(std::function<bool()> prepare,
+                                            arr::ModelBuilder::Evaluate evaluate)
+{
+    evaluate_ = std::move(evaluate);
+    if (by_values_) {
+        static_cast<arr::ArraySolverLOD*>(solver_.get())
+            ->set_model_computer(std::move(prepare), evaluate_);
+    }
 }
 
 void ArrSolverInterface::set_termination_test(const TerminationTest* test)
 {
     TheorySolver::set_termination_test(test);
-    solver_.set_termination_test(test);
+    solver_->set_termination_test(test);
 }
 
 void ArrSolverInterface::set_polarity_checker(const PolarityChecker* p)
 {
     TheorySolver::set_polarity_checker(p);
-    solver_.set_polarity_checker(p);
+    solver_->set_polarity_checker(p);
 }
 
 TellAtomResult ArrSolverInterface::tell_atom(const Term_* atom)
 {
-    const bool interested = solver_.tell_atom(atom);
+    const bool interested = solver_->tell_atom(atom);
     return {interested && tm_->is_equal(atom) &&
                 tm_->is_array_type(TermManager::get_type(atom->child(0))),
             interested};
@@ -31,14 +60,14 @@ TellAtomResult ArrSolverInterface::tell_atom(const Term_* atom)
 bool ArrSolverInterface::check(bool approx)
 {
     if (!approx) {
-        solver_.check();
+        solver_->check();
     }
     return true;
 }
 
 LemmaInfo ArrSolverInterface::get_lemma(std::vector<TheoryLit>& clause)
 {
-    arr::Solver::Lemma lemma = solver_.get_lemma();
+    arr::Solver::Lemma lemma = solver_->get_lemma();
     clause.insert(clause.end(), lemma.clause.begin(), lemma.clause.end());
     LemmaInfo info;
     info.id = reinterpret_cast<void*>(lemma.id);
@@ -48,7 +77,7 @@ LemmaInfo ArrSolverInterface::get_lemma(std::vector<TheoryLit>& clause)
 
 void ArrSolverInterface::retract_lemma(void* id)
 {
-    solver_.retract_lemma(reinterpret_cast<size_t>(id));
+    solver_->retract_lemma(reinterpret_cast<size_t>(id));
 }
 
 const Term_* ArrSolverInterface::get_model_value(const Term_* t)
@@ -58,11 +87,11 @@ const Term_* ArrSolverInterface::get_model_value(const Term_* t)
 
 lbool ArrSolverInterface::equal_in_model(const Term_* a, const Term_* b)
 {
-    if (!tm_->is_array_type(TermManager::get_type(a)) ||
+    if (by_values_ || !tm_->is_array_type(TermManager::get_type(a)) ||
         !tm_->is_array_type(TermManager::get_type(b))) {
         return l_Undef;
     }
-    return solver_.representative(a) == solver_.representative(b) ? l_True : l_False;
+    return solver_->are_equal(a, b) ? l_True : l_False;
 }
 
 bool ArrSolverInterface::is_alien(const Term_* t)

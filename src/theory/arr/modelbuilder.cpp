@@ -15,17 +15,13 @@ size_t ModelBuilder::component(size_t c)
 
 void ModelBuilder::build_model()
 {
-    hsh::HashMap<const Term_*, Solver::Class> classes;
-    TermVector order;
-    solver_->group(classes, order);
+    solver_->group();
+    const std::vector<SolverBase::Class>& classes = solver_->get_classes();
     entries_.clear();
     places_.clear();
-    array_places_.clear();
-    for (const Term_* r : order) {
-        const Solver::Class& c = classes[r];
-        places_[r] = entries_.size();
+    for (const SolverBase::Class& c : classes) {
         for (const Term_* a : c.arrays) {
-            array_places_[a] = entries_.size();
+            places_[a] = entries_.size();
         }
         entries_.push_back({TermManager::get_type(c.arrays.front()),
                             {},
@@ -33,20 +29,18 @@ void ModelBuilder::build_model()
                             entries_.size(),
                             nullptr});
     }
-    for (const Term_* r : order) {
-        for (const Term_* w : classes[r].writes) {
-            const size_t a = component(places_[r]);
-            const size_t b = component(places_[solver_->representative(w->child(0))]);
+    for (size_t c = 0; c < classes.size(); ++c) {
+        for (const SolverBase::Step& s : classes[c].steps) {
+            const size_t a = component(c);
+            const size_t b = component(s.to);
             entries_[std::max(a, b)].parent = std::min(a, b);
         }
-        // a copy: the walk adds classes without arrays to the table
-        const TermVector reads = classes[r].reads;
-        for (const Term_* read : reads) {
-            solver_->walk(classes, read->child(0), read->child(1), [&](const Term_* c) {
-                entries_[places_[c]].reads.push_back(read);
-                return true;
-            });
-        }
+    }
+    for (const SolverBase::Read& r : solver_->get_reads()) {
+        solver_->walk(r.array, r.index, [&](uint32_t c) {
+            entries_[c].reads.push_back(r.term);
+            return true;
+        });
     }
     for (size_t c = 0; c < entries_.size(); ++c) {
         Entry& first = entries_[component(c)];
@@ -86,8 +80,8 @@ const Term_* ModelBuilder::base_element(size_t c, const Evaluate& evaluate)
 
 const Term_* ModelBuilder::get_value(const Term_* array, const Evaluate& evaluate)
 {
-    const auto it = array_places_.find(array);
-    if (it == array_places_.end()) {
+    const auto it = places_.find(array);
+    if (it == places_.end()) {
         return nullptr;
     }
     const size_t c = it->second;

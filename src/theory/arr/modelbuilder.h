@@ -3,7 +3,7 @@
 
 #include "base/hashmap.h"
 #include "terms/termmanager.h"
-#include "theory/arr/arrsolver.h"
+#include "theory/arr/arrsolverbase.h"
 
 #include <functional>
 #include <vector>
@@ -22,7 +22,7 @@ public:
     using Evaluate = std::function<const Term_*(const Term_*)>;
 
     /// Both are borrowed.
-    ModelBuilder(TermManager* tm, Solver* solver) : tm_(tm), solver_(solver) {}
+    ModelBuilder(TermManager* tm, SolverBase* solver) : tm_(tm), solver_(solver) {}
     ModelBuilder(const ModelBuilder&) = delete;
     ModelBuilder& operator=(const ModelBuilder&) = delete;
 
@@ -45,11 +45,10 @@ private:
     };
 
     TermManager* tm_;
-    Solver* solver_;
+    SolverBase* solver_;
     std::vector<Entry> entries_;
-    hsh::HashMap<const Term_*, size_t> places_; // by representative
-    hsh::HashMap<const Term_*, size_t> array_places_;
-    std::vector<const Term_*> base_elements_; // by place of a component's first class
+    hsh::HashMap<const Term_*, size_t> places_; // by array
+    std::vector<const Term_*> base_elements_;   // by place of a component's first class
 };
 
 } // namespace tarq::arr

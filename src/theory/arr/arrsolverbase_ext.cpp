@@ -1,6 +1,6 @@
 // Constant arrays that meet, and arrays that have to differ somewhere.
 #include "encoding/polaritychecker.h"
-#include "theory/arr/arrsolver.h"
+#include "theory/arr/arrsolverbase.h"
 #include "theory/euf/eufsolver.h"
 #include "theory/iesimplifier.h"
 
@@ -15,7 +15,7 @@ constexpr long MANY_VALUES = 1L << 40;
 
 } // namespace
 
-QNumber Solver::num_values(const TermManager* tm, const DataType* type)
+QNumber SolverBase::num_values(const TermManager* tm, const DataType* type)
 {
     const DataType* index = nullptr;
     const DataType* element = nullptr;
@@ -50,7 +50,7 @@ QNumber Solver::num_values(const TermManager* tm, const DataType* type)
 
 /// Two constant arrays that writes connect have one element if some index stays unwritten on the
 /// way.
-void Solver::make_const_lemmas()
+void SolverBase::make_const_lemmas()
 {
     for (const Term_* k : constants_) {
         poll();
@@ -61,29 +61,30 @@ void Solver::make_const_lemmas()
 }
 
 /// Returns false when it made a lemma.
-bool Solver::join_constants(const Term_* first)
+bool SolverBase::join_constants(const Term_* first)
 {
     const Term_* element = first->child(0);
-    return walk(classes_, first, nullptr, [&](const Term_* c) {
+    const Term_* value = key_of(element);
+    return walk(class_of(first), nullptr, [&](uint32_t c) {
         for (const Term_* k : classes_[c].constants) {
-            if (representative(k->child(0)) == representative(element)) {
+            if (key_of(k->child(0)) == value) {
                 continue;
             }
             std::vector<TheoryLit> clause;
             add_equality(clause, element, k->child(0), false);
-            const Term_* at = add_path(clause, first, nullptr, c);
+            const Term_* at = add_path(clause, first, nullptr, visits_, c);
             add_reasons(clause, at, k);
             const DataType* index = nullptr;
             tm_->is_array_type(TermManager::get_type(first), &index);
             const QNumber size = num_values(tm_, index);
-            if (!size.is_zero() && size <= QNumber(path_.size() - 1)) {
+            if (!size.is_zero() && size <= QNumber(path_.size())) {
                 if (instantiate_everywhere(first)) {
                     return false;
                 }
                 continue; // the reads of `first` at all indices say the rest
             }
             ++num_const_lemmas_;
-            push_lemma({Kind::READ_OVER_WRITE, nullptr, nullptr}, std::move(clause));
+            push_lemma(Kind::READ_OVER_WRITE, nullptr, nullptr, std::move(clause));
             return false;
         }
         return true;
@@ -92,7 +93,7 @@ bool Solver::join_constants(const Term_* first)
 
 /// Reads a constant array over a small type at every index. Returns false when that is done
 /// already.
-bool Solver::instantiate_everywhere(const Term_* constant)
+bool SolverBase::instantiate_everywhere(const Term_* constant)
 {
     const DataType* index = nullptr;
     tm_->is_array_type(TermManager::get_type(constant), &index);
@@ -110,7 +111,7 @@ bool Solver::instantiate_everywhere(const Term_* constant)
         }
         std::vector<TheoryLit> clause;
         add_equality(clause, make_read(constant, at), constant->child(0), false);
-        push_lemma({Kind::CONSTANT, constant, at}, std::move(clause));
+        push_lemma(Kind::CONSTANT, constant, at, std::move(clause));
         ++num_const_lemmas_;
         made = true;
     }
@@ -119,88 +120,91 @@ bool Solver::instantiate_everywhere(const Term_* constant)
 
 // -- Arrays that differ
 
-/// A read of each of two arrays at a fresh index, where they differ if they do at all. Needed for
-/// arrays that an atom says to differ, and for those that stand as the same argument of the same
-/// function, whose values could otherwise turn out the same.
-void Solver::make_ext_lemmas()
+/// For each place where arrays stand that are compared as a whole, those that stand there, one of
+/// each class. Without theory.arr.enable_ext_arg every two arrays of one type count as compared.
+void SolverBase::list_positions(std::vector<TermVector>& lists)
 {
-    poll();
-    const size_t limit = config_.lazy_lemmas ? static_cast<size_t>(config_.max_ext_lemmas) : 0;
-    const auto is_full = [&] { return limit != 0 && lemmas_.size() >= limit; };
-    hsh::HashSet<std::pair<const Term_*, const Term_*>> pairs; // of classes, one lemma for each
-    const auto is_new = [&](const Term_* a, const Term_* b) {
-        const Term_* ra = representative(a);
-        const Term_* rb = representative(b);
-        if (ra->get_id() > rb->get_id()) {
-            std::swap(ra, rb);
+    hsh::HashMap<PositionKey, size_t> places;
+    hsh::HashSet<std::pair<uint32_t, size_t>> known; // class and list
+    const auto add = [&](const Term_* a, PositionKey key) {
+        const auto [it, fresh] = places.insert({key, lists.size()});
+        if (fresh) {
+            lists.emplace_back();
         }
-        return ra != rb && pairs.insert({ra, rb}).second;
+        if (known.insert({class_of(a), it->second}).second) {
+            lists[it->second].push_back(a);
+        }
     };
-    // by symbol and position, the classes that stand there
-    hsh::HashMap<std::pair<uint64_t, uint64_t>, TermVector> positions;
-    std::vector<std::pair<uint64_t, uint64_t>> position_order;
     for (const Term_* a : arrays_) {
+        if (!config_.enable_ext_arg) {
+            add(a, {TermManager::get_type(a)->get_id(), 0});
+            continue;
+        }
         const auto it = arg_positions_.find(a);
         if (it == arg_positions_.end()) {
             continue;
         }
         for (const ArgPos& p : it->second) {
-            const std::pair<uint64_t, uint64_t> key{p.symbol, static_cast<uint64_t>(p.position)};
-            TermVector& list = positions[key];
-            if (list.empty()) {
-                position_order.push_back(key);
-            }
-            const bool known = std::any_of(list.begin(), list.end(), [&](const Term_* t) {
-                return representative(t) == representative(a);
-            });
-            if (!known) {
-                list.push_back(a);
-            }
+            add(a, {p.symbol, static_cast<uint64_t>(p.position)});
         }
     }
-    for (const auto& key : position_order) {
-        const TermVector& list = positions[key];
+}
+
+/// A read of each of two arrays at a fresh index, where they differ if they do at all. Needed for
+/// arrays that an atom says to differ, and for those that stand as the same argument of the same
+/// function, whose values could otherwise turn out the same.
+void SolverBase::make_ext_lemmas()
+{
+    poll();
+    const size_t limit = config_.lazy_lemmas ? static_cast<size_t>(config_.max_ext_lemmas) : 0;
+    const auto is_full = [&] { return limit != 0 && lemmas_.size() >= limit; };
+    hsh::HashSet<std::pair<uint32_t, uint32_t>> pairs; // of classes, one lemma for each
+    const auto is_open = [&](const Term_* a, const Term_* b) {
+        const uint32_t x = class_of(a);
+        const uint32_t y = class_of(b);
+        return x != y && pairs.insert(std::minmax(x, y)).second &&
+               !(config_.enable_witness && has_witness(x, y));
+    };
+    std::vector<TermVector> lists;
+    list_positions(lists);
+    for (const TermVector& list : lists) {
         for (size_t i = 0; i < list.size() && !is_full(); ++i) {
             for (size_t j = i + 1; j < list.size() && !is_full(); ++j) {
-                const Class& a = classes_[representative(list[i])];
-                const Class& b = classes_[representative(list[j])];
-                if (is_new(list[i], list[j]) && !(config_.enable_witness && has_witness(a, b))) {
+                if (is_open(list[i], list[j])) {
                     make_ext_lemma(list[i], list[j]);
                 }
             }
         }
     }
     for (const Term_* eq : equalities_) {
-        const Term_* a = eq->child(0);
-        const Term_* b = eq->child(1);
         if (is_full()) {
             return;
         }
-        if (euf_->unmergeable_terms(a, b) && is_new(a, b) &&
-            !(config_.enable_witness &&
-              has_witness(classes_[representative(a)], classes_[representative(b)])) &&
+        const Term_* a = eq->child(0);
+        const Term_* b = eq->child(1);
+        if (euf_->unmergeable_terms(a, b) && is_open(a, b) &&
             !(config_.enable_ext_polarity && is_irrelevant(a, b))) {
             make_ext_lemma(a, b);
         }
     }
 }
 
-/// Whether reads at one index show that the two differ.
-bool Solver::has_witness(const Class& a, const Class& b)
+/// Whether reads at one index show that two classes differ.
+bool SolverBase::has_witness(uint32_t a, uint32_t b)
 {
-    hsh::HashMap<const Term_*, const Term_*> by_index;
-    for (const Term_* r : a.reads) {
-        by_index.insert({representative(r->child(1)), r});
+    hsh::HashMap<const Term_*, uint32_t> by_index;
+    for (uint32_t r : classes_[a].reads) {
+        by_index.insert({read_infos_[r].index, r});
     }
-    return std::any_of(b.reads.begin(), b.reads.end(), [&](const Term_* s) {
-        const auto it = by_index.find(representative(s->child(1)));
-        return it != by_index.end() && euf_->unmergeable_terms(it->second, s);
+    return std::any_of(classes_[b].reads.begin(), classes_[b].reads.end(), [&](uint32_t s) {
+        const auto it = by_index.find(read_infos_[s].index);
+        return it != by_index.end() && are_apart(read_infos_[it->second], read_infos_[s]);
     });
 }
 
 /// Whether all atoms that say that the two differ occur positively only: the formula is satisfied
 /// without them.
-bool Solver::is_irrelevant(const Term_* a, const Term_* b)
+bool SolverBase::is_irrelevant(const Term_* a, const Term_* b)
 {
     std::vector<TheoryLit> lits;
     if (!polarity_ || !euf_->collect_disequalities(a, b, lits)) {
@@ -211,7 +215,7 @@ bool Solver::is_irrelevant(const Term_* a, const Term_* b)
     });
 }
 
-void Solver::make_ext_lemma(const Term_* a, const Term_* b)
+void SolverBase::make_ext_lemma(const Term_* a, const Term_* b)
 {
     const Term_* eq = make_interface_equality(tm_, a, b);
     if (!tm_->is_equal(eq) || !exts_done_.insert(eq).second) {
@@ -223,7 +227,7 @@ void Solver::make_ext_lemma(const Term_* a, const Term_* b)
     const Term_* k = tm_->make_constant(symbol);
     std::vector<TheoryLit> clause{TheoryLit(eq, false)};
     add_equality(clause, make_read(a, k), make_read(b, k), true);
-    push_lemma({Kind::EXTENSIONALITY, eq, nullptr}, std::move(clause));
+    push_lemma(Kind::EXTENSIONALITY, eq, nullptr, std::move(clause));
     ++num_ext_lemmas_;
 }
 
