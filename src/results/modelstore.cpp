@@ -54,7 +54,8 @@ bool ModelStore::is_partial(const Term_* t) const
 }
 
 /// Appends the terminals and partial applications at and below `roots`, those below others first.
-void ModelStore::collect_terminals(TermArgs roots, TermVector* out) const
+/// indices  takes the indices of reads and writes of arrays; may be null
+void ModelStore::collect_terminals(TermArgs roots, TermVector* out, TermVector* indices) const
 {
     TermSet seen;
     TermVector stack(roots.begin(), roots.end());
@@ -66,6 +67,9 @@ void ModelStore::collect_terminals(TermArgs roots, TermVector* out) const
         }
         if (is_terminal(t) || is_partial(t)) {
             out->push_back(t);
+        }
+        if (indices && (tm_->is_array_read(t) || tm_->is_array_write(t))) {
+            indices->push_back(t->child(1));
         }
         stack.insert(stack.end(), t->children().begin(), t->children().end());
     }
@@ -97,8 +101,9 @@ void ModelStore::compute(const ModelSource& source)
         return;
     }
     TermVector terminals;
-    collect_terminals(roots, &terminals);
-    assign_terminals(source, terminals, truth);
+    TermVector indices;
+    collect_terminals(roots, &terminals, &indices);
+    assign_terminals(source, terminals, indices, truth);
     memo_.clear(); // values of terminals that came later were not known yet
     state_ = 1;
 }
@@ -113,10 +118,29 @@ void ModelStore::note_used(const Term_* value)
     }
 }
 
+/// The same for all values that the value of an array names, in whatever order they come.
+void ModelStore::note_used_below(const Term_* value, TermSet& seen)
+{
+    TermVector stack{value};
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        stack.pop_back();
+        if (!seen.insert(t).second) {
+            continue;
+        }
+        if (is_good_value(t)) {
+            note_used(t);
+        } else if (tm_->is_array_write(t) || tm_->is_array_const(t)) {
+            stack.insert(stack.end(), t->children().begin(), t->children().end());
+        }
+    }
+}
+
 void ModelStore::assign_terminals(const ModelSource& source, const TermVector& terminals,
-                                  const TermMap& truth)
+                                  const TermVector& indices, const TermMap& truth)
 {
     TermMap raw;
+    TermSet noted;
     for (const Term_* t : terminals) {
         poll();
         const auto known = truth.find(t);
@@ -125,23 +149,26 @@ void ModelStore::assign_terminals(const ModelSource& source, const TermVector& t
             continue;
         }
         raw[t] = value;
-        if (is_good_value(value)) {
-            note_used(value);
-        }
+        note_used_below(value, noted);
     }
     // What stands as an argument has a value as well: a fresh one must not make its point that of
     // another term.
     TermSet arguments;
-    for (const Term_* t : terminals) {
-        for (const Term_* c : t->children()) {
-            if (!arguments.insert(c).second || raw.contains(c)) {
-                continue;
-            }
+    const auto note_argument = [&](const Term_* c) {
+        if (arguments.insert(c).second && !raw.contains(c)) {
             const Term_* value = tm_->is_number(c) ? c : source.get_theory_value(c);
             if (value && is_good_value(value)) {
                 note_used(value);
             }
         }
+    };
+    for (const Term_* t : terminals) {
+        for (const Term_* c : t->children()) {
+            note_argument(c);
+        }
+    }
+    for (const Term_* i : indices) {
+        note_argument(i); // the value of the array need not name it
     }
     for (const Term_* t : terminals) {
         const auto entry = raw.find(t);

@@ -95,14 +95,15 @@ private:
     ~ModelStore();
 
     // making
-    void collect_terminals(TermArgs roots, TermVector* out) const;
+    void collect_terminals(TermArgs roots, TermVector* out, TermVector* indices = nullptr) const;
     void assign_terminals(const ModelSource& source, const TermVector& terminals,
-                          const TermMap& truth);
+                          const TermVector& indices, const TermMap& truth);
     const Term_* value_of_class(const Term_* representative);
     const Term_* fresh_value(const DataType* type);
     const Term_* make_abstract_value(const DataType* type);
     void set_point(const Term_* point, const Term_* value);
     void note_used(const Term_* value);
+    void note_used_below(const Term_* value, TermSet& seen);
     bool is_terminal(const Term_* t) const;
     bool is_partial(const Term_* t) const;
     bool is_good_value(const Term_* t) const;

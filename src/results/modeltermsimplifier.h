@@ -7,8 +7,8 @@
 namespace tarq {
 
 /// Adds to another simplifier what is true of values only: abstract values with different names are
-/// different, and what the options say about division by zero and about the minimum of two zeros.
-/// Borrows the other one, which may be null.
+/// different, arrays are compared index by index, and what the options say about division by zero
+/// and about the minimum of two zeros. Borrows the other one, which may be null.
 class ModelTermSimplifier : public TermSimplifier {
 public:
     ModelTermSimplifier(TermManager* tm, const ModelStore::Options& options, TermSimplifier* next)

@@ -33,7 +33,7 @@ def formulas_of(args, number, folder):
     rnd = random.Random('%d %d' % (args.seed, number))
     gen = fuzzer.Generator(rnd, args.logic)
     head, commands = gen.declarations(), gen.run()
-    options = [o for o in fuzz_uf.random_options(rnd, fuzzer.OPTIONS) if o[0] != '-']
+    options = [o for o in fuzz_uf.random_options(rnd, fuzzer.OPTIONS) if o[0] != '-'] + args.config
     lines = ['(set-option :config "%s")' % o for o in options + ['debug.dump_theory_lemmas=true']]
     lines += ['(set-logic %s)' % args.logic] + head + list(map(fuzz_uf.command_text, commands))
     text = '\n'.join(lines) + '\n'
@@ -85,6 +85,7 @@ def main():
     ap.add_argument('--lemmas', type=int, default=500)
     ap.add_argument('--per-script', type=int, default=20, help='at most so many of one script')
     ap.add_argument('--seed', type=int, default=1)
+    ap.add_argument('--config', action='append', default=[], metavar='NAME=VALUE', help='a fixed option')
     ap.add_argument('--oracle', default='z3', help='z3 or cvc5')
     ap.add_argument('--timeout', type=int, default=10, help='seconds for one script')
     args = ap.parse_args()

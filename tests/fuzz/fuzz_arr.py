@@ -1,21 +1,27 @@
 #!/usr/bin/env python3
 """Differential test of the program with random incremental scripts over arrays.
 
-  fuzz_arr.py --program PROGRAM [--count N] [--seed S] [--oracle z3|cvc5] [--save DIR]
+  fuzz_arr.py --program PROGRAM [--count N] [--seed S] [--oracle z3|cvc5] [--models] [--save DIR]
 
 As fuzz_uf.py, with one or two sorts of arrays on top: reads, nested writes, constant arrays, equalities,
 if-then-elses of arrays, arrays as arguments of functions, and at times arrays of arrays. Indices and
 elements are of uninterpreted sorts, integers, or bit-vectors so narrow that all indices get written.
+With --models the values of all constants after each sat answer, arrays among them, are confirmed, too.
 
 Failures are shrunk, printed and saved as by fuzz_uf.py. Python 3 standard library only.
 """
 
+import re
+
+import fuzz_la
 import fuzz_uf
 
 OPTIONS = fuzz_uf.OPTIONS + [
+    ('theory.arr.mode', (0, 1), 1.0),
     ('theory.arr.lazy_lemmas', ('true', 'false')),
     ('theory.arr.max_ext_lemmas', (0, 1, 3)),
     ('theory.arr.enable_ext_polarity', ('true', 'false')),
+    ('theory.arr.enable_ext_arg', ('true', 'false')),
     ('theory.arr.enable_witness', ('true', 'false')),
 ]
 fuzz_uf.THEORIES['(_ BitVec 1)'] = (['#b0', '#b1'], [('bvnot', 1), ('bvadd', 2)], ['bvult'])
@@ -58,5 +64,21 @@ class Generator(fuzz_uf.Generator):
         return super().term(sort, depth)
 
 
+ELEMENT = re.compile(r'\(as @(\d+) (\w+)\)')  # of an uninterpreted sort, in a value
+
+
+class Checker(fuzz_la.Checker):
+    def confirm_models(self, head, commands, values):
+        """As for numbers. Elements with different names are different."""
+        by_sort = {}
+        for number, sort in sorted(set(ELEMENT.findall(' '.join(v or '' for v in values)))):
+            by_sort.setdefault(sort, []).append('element_%s_%s' % (sort, number))
+        for sort, names in sorted(by_sort.items()):
+            head = head + ['(declare-fun %s () %s)' % (n, sort) for n in names]
+            head += ['(assert (distinct %s))' % ' '.join(names)] * (len(names) > 1)
+        values = [v and ELEMENT.sub(r'element_\2_\1', v) for v in values]
+        return super().confirm_models(head, commands, values)
+
+
 if __name__ == '__main__':
-    fuzz_uf.main(__doc__, 'arr', ['ALL'], Generator, lambda logic: OPTIONS)
+    fuzz_uf.main(__doc__, 'arr', ['ALL'], Generator, lambda logic: OPTIONS, Checker)

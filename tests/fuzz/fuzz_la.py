@@ -113,7 +113,7 @@ class Checker(fuzz_uf.Checker):
 
     def script(self, logic, head, commands, options):
         text = super().script(logic, head, commands, options)
-        self.names = re.findall(r'\(declare-fun (\w+) \(\) \w+\)', ' '.join(head))
+        self.names = re.findall(r'\(declare-fun (\w+) \(\) ', ' '.join(head))
         if not self.args.models or not self.names:
             return text
         asking = '(echo "values")\n(get-value (%s))\n(echo "--")' % ' '.join(self.names)

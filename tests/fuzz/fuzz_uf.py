@@ -58,8 +58,11 @@ OPTIONS = [
 
 
 def random_options(rnd, rows):
-    """Library options as NAME=VALUE, and flags of the program."""
-    out = ['%s=%s' % (name, rnd.choice(values)) for name, values in rows if rnd.random() < 0.2]
+    """Library options as NAME=VALUE, and flags of the program.
+
+    A row of `rows` is a name, the values to draw from and, where it is not 0.2, the probability to draw.
+    """
+    out = ['%s=%s' % (name, rnd.choice(values)) for name, values, *odds in rows if rnd.random() < (odds or [0.2])[0]]
     if rnd.random() < 0.15:
         out.append('--shallow')
     return out
@@ -371,6 +374,7 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
     ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
     ap.add_argument('--models', action='store_true', help='check values of constants, too, where the fuzzer can')
     ap.add_argument('--cores', action='store_true', help='check unsat cores, too')
+    ap.add_argument('--config', action='append', default=[], metavar='NAME=VALUE', help='a fixed option')
     ap.add_argument('--no-options', action='store_true', help='always the default options')
     ap.add_argument('--max-failures', type=int, default=5)
     ap.add_argument('--save', help='folder for shrunk failures')
@@ -387,6 +391,7 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
         gen = make_generator(rnd, args.logic)
         head, commands = gen.declarations(), gen.run()
         chosen = [] if args.no_options else random_options(rnd, options(args.logic))
+        chosen += args.config
         found = checker.check(head, commands, chosen, count=True)
         if not found:
             continue

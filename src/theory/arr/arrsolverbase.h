@@ -110,10 +110,6 @@ public:
 
     virtual std::vector<std::pair<std::string, std::string>> get_stats() const;
 
-    /// The number of values of a type, or 0 when there are infinitely many, or more than a formula
-    /// can tell.
-    static QNumber num_values(const TermManager* tm, const DataType* type);
-
 protected:
     enum class Kind : uint8_t { WRITE, READ_OVER_WRITE, EXTENSIONALITY, CONSTANT };
     /// How a class was reached.

@@ -1,5 +1,6 @@
 // Constant arrays that meet, and arrays that have to differ somewhere.
 #include "encoding/polaritychecker.h"
+#include "terms/typesize.h"
 #include "theory/arr/arrsolverbase.h"
 #include "theory/euf/eufsolver.h"
 #include "theory/iesimplifier.h"
@@ -7,44 +8,6 @@
 #include <algorithm>
 
 namespace tarq::arr {
-
-namespace {
-
-/// From here on a number of values counts as infinite.
-constexpr long MANY_VALUES = 1L << 40;
-
-} // namespace
-
-QNumber SolverBase::num_values(const TermManager* tm, const DataType* type)
-{
-    const DataType* index = nullptr;
-    const DataType* element = nullptr;
-    QNumber size;
-    if (tm->is_array_type(type, &index, &element)) {
-        const QNumber indices = num_values(tm, index);
-        const QNumber elements = num_values(tm, element);
-        if (indices.is_zero() || elements.is_zero()) {
-            return elements == 1L ? QNumber(1) : QNumber();
-        }
-        QNumber power(1);
-        for (QNumber i; i < indices; i += 1L) {
-            power *= elements;
-            if (power > QNumber(MANY_VALUES)) {
-                return QNumber();
-            }
-        }
-        return power;
-    }
-    if (!tm->is_finite_domain_type(type, &size) || size > QNumber(MANY_VALUES)) {
-        return QNumber();
-    }
-    size_t exp = 0;
-    size_t mant = 0;
-    if (tm->is_fp_type(type, &exp, &mant)) { // all patterns of NaN are one value
-        size = size - QNumber(1L << (mant + 1)) + QNumber(3);
-    }
-    return size;
-}
 
 // -- Constant arrays
 
@@ -125,9 +88,10 @@ bool SolverBase::instantiate_everywhere(const Term_* constant)
 void SolverBase::list_positions(std::vector<TermVector>& lists)
 {
     hsh::HashMap<PositionKey, size_t> places;
+    hsh::HashMap<const DataType*, size_t> type_places;
     hsh::HashSet<std::pair<uint32_t, size_t>> known; // class and list
-    const auto add = [&](const Term_* a, PositionKey key) {
-        const auto [it, fresh] = places.insert({key, lists.size()});
+    const auto add = [&](const Term_* a, auto& table, const auto& key) {
+        const auto [it, fresh] = table.insert({key, lists.size()});
         if (fresh) {
             lists.emplace_back();
         }
@@ -137,7 +101,7 @@ void SolverBase::list_positions(std::vector<TermVector>& lists)
     };
     for (const Term_* a : arrays_) {
         if (!config_.enable_ext_arg) {
-            add(a, {TermManager::get_type(a)->get_id(), 0});
+            add(a, type_places, TermManager::get_type(a));
             continue;
         }
         const auto it = arg_positions_.find(a);
@@ -145,7 +109,7 @@ void SolverBase::list_positions(std::vector<TermVector>& lists)
             continue;
         }
         for (const ArgPos& p : it->second) {
-            add(a, {p.symbol, static_cast<uint64_t>(p.position)});
+            add(a, places, PositionKey{p.symbol, static_cast<uint64_t>(p.position)});
         }
     }
 }

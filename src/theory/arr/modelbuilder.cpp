@@ -51,6 +51,33 @@ void ModelBuilder::build_model()
     base_elements_.assign(entries_.size(), nullptr);
 }
 
+/// Some value of the type. Arrays that nothing tells apart need not differ.
+const Term_* ModelBuilder::any_value(const DataType* type)
+{
+    size_t width = 0;
+    size_t mant = 0;
+    const DataType* element = nullptr;
+    if (tm_->is_arith_type(type)) {
+        return tm_->make_number(QNumber(0));
+    }
+    if (tm_->is_bv_type(type, &width)) {
+        return tm_->make_bv_number(QNumber(0), width);
+    }
+    if (tm_->is_fp_type(type, &width, &mant)) {
+        return tm_->make_fp_bits_number(QNumber(0), width, mant);
+    }
+    if (type == tm_->get_bool_type()) {
+        return tm_->make_false();
+    }
+    if (type == tm_->get_rounding_type()) {
+        return tm_->make_fprounding_even();
+    }
+    if (tm_->is_array_type(type, nullptr, &element)) {
+        return tm_->make_array_const(type, any_value(element));
+    }
+    return tm_->make_constant(tm_->make_symbol(".element" + type->to_str(), type));
+}
+
 /// What the classes of a component hold where nothing is read.
 const Term_* ModelBuilder::base_element(size_t c, const Evaluate& evaluate)
 {
@@ -70,10 +97,7 @@ const Term_* ModelBuilder::base_element(size_t c, const Evaluate& evaluate)
     if (!element) {
         const DataType* type = nullptr;
         tm_->is_array_type(entries_[c].type, nullptr, &type);
-        element = tm_->make_constant(tm_->make_symbol(".element" + type->to_str(), type));
-        if (const Term_* value = evaluate(element)) {
-            element = value;
-        }
+        element = any_value(type);
     }
     return base_elements_[first] = element;
 }

@@ -33,6 +33,7 @@ public:
 
 private:
     size_t component(size_t c);
+    const Term_* any_value(const DataType* type);
     const Term_* base_element(size_t c, const Evaluate& evaluate);
 
     /// A class, by place.
