@@ -130,7 +130,8 @@ void ModelStore::note_used_below(const Term_* value, TermSet& seen)
         }
         if (is_good_value(t)) {
             note_used(t);
-        } else if (tm_->is_array_write(t) || tm_->is_array_const(t)) {
+        }
+        if (tm_->is_array_write(t) || tm_->is_array_const(t)) {
             stack.insert(stack.end(), t->children().begin(), t->children().end());
         }
     }
