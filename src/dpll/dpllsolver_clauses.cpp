@@ -242,32 +242,61 @@ bool DpllSolver::add_unit(const std::vector<Lit>& lits)
     return propagate_at_base();
 }
 
-/// Brings the units found at search levels in, at level 0. False when they are contradictory.
+/// Brings the units found at search levels in: clauses of one literal at level 0, a lemma of which
+/// all literals but one are false at the level where the last of them got false. With several the
+/// lowest such level counts; what is no unit there any more will be found by propagation. False
+/// when they are contradictory.
 bool DpllSolver::add_pending_units()
 {
-    cancel_until(0);
-    for (Clause* c : pending_units_) {
-        Lit open = dpll::lit_Undef;
+    struct Status {
         uint32_t num_open = 0;
+        Lit open = dpll::lit_Undef;
         bool satisfied = false;
+        int level = 0; // of the last false literal
+    };
+    const auto status_of = [this](const Clause* c) {
+        Status s;
         for (Lit l : *c) {
-            satisfied = satisfied || value(l).is_true();
             if (value(l).is_undef()) {
-                open = l;
-                ++num_open;
+                s.open = l;
+                ++s.num_open;
+            } else if (value(l).is_true()) {
+                s.satisfied = true;
+            } else {
+                s.level = std::max(s.level, level(l.var()));
             }
         }
-        if (satisfied || num_open > 1) {
+        return s;
+    };
+    int target = decision_level();
+    for (const Clause* c : pending_units_) {
+        const Status s = status_of(c);
+        if (c->size() == 1 || s.num_open == 0) {
+            target = 0;
+        } else if (!s.satisfied && s.num_open == 1) {
+            target = std::min(target, s.level);
+        }
+    }
+    cancel_until(target);
+    for (size_t i = 0; i < pending_units_.size(); ++i) {
+        Clause* c = pending_units_[i];
+        const Status s = status_of(c);
+        if (s.satisfied || s.num_open > 1) {
             continue;
         }
-        if (num_open == 0) {
-            unsat_level_ = 0;
-            break;
+        if (s.num_open == 0) {
+            if (decision_level() == 0) {
+                unsat_level_ = 0;
+                break;
+            }
+            cancel_until(0); // two of them contradict each other; start again without decisions
+            i = static_cast<size_t>(-1);
+            continue;
         }
-        if (c->size() > 1 && (*c)[0] != open) {
+        if (c->size() > 1 && (*c)[0] != s.open) {
             rewatch_by_trail(c);
         }
-        unchecked_enqueue(open, c->size() > 1 ? c : nullptr);
+        unchecked_enqueue(s.open, c->size() > 1 ? c : nullptr);
     }
     pending_units_.clear();
     return unsat_level_ < 0;

@@ -350,9 +350,9 @@ TEST_F(EnvTest, options_whose_results_are_missing_are_refused)
     EXPECT_EQ(error_of([&] { Environment e(&wish); }),
               "option `proof_generation' is not supported");
     Configuration other;
-    other.theory.arr.mode = 1;
+    other.interpolation = true;
     EXPECT_EQ(error_of([&] { Environment e(&other, tm); }),
-              "option `theory.arr.mode' is not supported");
+              "option `interpolation' is not supported");
     EXPECT_EQ(tm->num_users(), 1);
 }
 

@@ -37,6 +37,10 @@ VARIANTS = {
                       "dpll.branching_random_frequency=0.3", "--config",
                       "dpll.branching_cache_phase=0"],
 }
+ARRAY_VARIANTS = {  # of the folders whose logics have arrays
+    "array classes": ["--config", "theory.arr.mode=0"],
+    "array values": ["--config", "theory.arr.mode=1"],
+}
 DIRECTIVE = re.compile(r"^\s*;\s*(expect|exit|options|variants|stdin):(.*)$")
 
 
@@ -113,7 +117,8 @@ def main():
             sys.exit(f"{path} expects nothing: a test that can't fail")
         runs.append((path.resolve(), "plain", [], wanted))
         if wanted["variants"]:
-            runs += [(path.resolve(), n, o, wanted) for n, o in VARIANTS.items()]
+            more = ARRAY_VARIANTS if args.folder.resolve().name.startswith("QF_A") else {}
+            runs += [(path.resolve(), n, o, wanted) for n, o in {**VARIANTS, **more}.items()]
     with concurrent.futures.ThreadPoolExecutor(args.jobs) as pool:
         failures = [f for f in pool.map(lambda r: run_one(program, *r), runs) if f]
     for failure in failures:

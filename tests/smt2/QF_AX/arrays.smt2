@@ -50,6 +50,7 @@
 (push 1)
 (assert (= c (store (store ((as const (Array Int Int)) 7) 1 8) k 9)))
 (assert (= (select c 1) 8))
+(assert (distinct k 2))
 (check-sat)
 ; expect: sat
 (get-value ((= k 1) (select c 2) (= (select c k) 9)))
