@@ -3,20 +3,19 @@
 
 #include "terms/bvnumber.h"
 #include "terms/stdtermsimplifier.h"
-#include "terms/termsimpl.h"
 
 #include <algorithm>
 #include <string>
 
 namespace tarq {
 
-ModelStore::ModelStore(TermManager* tm, const Options& options) : tm_(tm), options_(options) {}
+ModelStore::ModelStore(TermManager* tm, const Options& options) : tm_(tm), options_(options), arrays_(tm) {}
 
 ModelStore::~ModelStore() = default;
 
 bool ModelStore::is_good_value(const Term_* t) const
 {
-    return termsimpl::is_value(tm_, t, true);
+    return arrays_.is_value(t);
 }
 
 /// A constant or the application of a user's function.
@@ -108,28 +107,20 @@ void ModelStore::compute(const ModelSource& source)
     state_ = 1;
 }
 
-/// Remembers a value in use, so that fresh ones differ from it.
+/// Remembers a value in use, and those that an array holds, so that fresh ones differ from them.
+/// Of a term that is no value nothing needs to be known.
 void ModelStore::note_used(const Term_* value)
 {
     QNumber number;
-    used_.insert(value);
-    if (tm_->is_arith_number(value, &number) && next_number_ <= number) {
-        next_number_ = number.floor() + 1;
-    }
-}
-
-/// The same for all values that the value of an array names, in whatever order they come.
-void ModelStore::note_used_below(const Term_* value, TermSet& seen)
-{
     TermVector stack{value};
     while (!stack.empty()) {
         const Term_* t = stack.back();
         stack.pop_back();
-        if (!seen.insert(t).second) {
+        if (!used_.insert(t).second) {
             continue;
         }
-        if (is_good_value(t)) {
-            note_used(t);
+        if (tm_->is_arith_number(t, &number) && next_number_ <= number) {
+            next_number_ = number.floor() + 1;
         }
         if (tm_->is_array_write(t) || tm_->is_array_const(t)) {
             stack.insert(stack.end(), t->children().begin(), t->children().end());
@@ -141,7 +132,6 @@ void ModelStore::assign_terminals(const ModelSource& source, const TermVector& t
                                   const TermVector& indices, const TermMap& truth)
 {
     TermMap raw;
-    TermSet noted;
     for (const Term_* t : terminals) {
         poll();
         const auto known = truth.find(t);
@@ -150,7 +140,7 @@ void ModelStore::assign_terminals(const ModelSource& source, const TermVector& t
             continue;
         }
         raw[t] = value;
-        note_used_below(value, noted);
+        note_used(value);
     }
     // What stands as an argument has a value as well: a fresh one must not make its point that of
     // another term.
@@ -158,7 +148,7 @@ void ModelStore::assign_terminals(const ModelSource& source, const TermVector& t
     const auto note_argument = [&](const Term_* c) {
         if (arguments.insert(c).second && !raw.contains(c)) {
             const Term_* value = tm_->is_number(c) ? c : source.get_theory_value(c);
-            if (value && is_good_value(value)) {
+            if (value) {
                 note_used(value);
             }
         }
@@ -198,8 +188,44 @@ void ModelStore::set_point(const Term_* point, const Term_* value)
     }
 }
 
-/// The value of a class that the theories represent by this term.
+/// The value of a class that the theories represent by this term. Arrays may be represented by
+/// writes whose parts stand for classes themselves.
 const Term_* ModelStore::value_of_class(const Term_* representative)
+{
+    const auto is_composite = [this](const Term_* t) {
+        return tm_->is_array_write(t) || tm_->is_array_const(t);
+    };
+    if (!is_composite(representative)) {
+        return value_of_leaf(representative);
+    }
+    TermMap parts;
+    TermVector stack{representative};
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        const size_t size = stack.size();
+        TermVector args;
+        for (const Term_* c : t->children()) {
+            const auto it = parts.find(c);
+            if (it != parts.end()) {
+                args.push_back(it->second);
+            } else if (is_composite(c)) {
+                stack.push_back(c);
+            } else {
+                args.push_back(parts[c] = value_of_leaf(c));
+            }
+        }
+        if (stack.size() == size) {
+            parts[t] = tm_->do_make_term(t->get_symbol(), args);
+            stack.pop_back();
+        }
+    }
+    const Term_* value = evaluate(parts[representative]);
+    note_used(value);
+    return value;
+}
+
+/// The value of a class whose representative is no array made of others.
+const Term_* ModelStore::value_of_leaf(const Term_* representative)
 {
     if (is_good_value(representative)) {
         return representative;
@@ -208,19 +234,10 @@ const Term_* ModelStore::value_of_class(const Term_* representative)
     if (it != classes_.end()) {
         return it->second;
     }
-    const Term_* value;
-    if (tm_->is_array_write(representative) || tm_->is_array_const(representative)) {
-        TermVector args;
-        for (const Term_* c : representative->children()) {
-            args.push_back(value_of_class(c));
-        }
-        value = tm_->make_term(representative->get_symbol(), args);
-    } else {
-        value = fresh_value(TermManager::get_type(representative));
-        if (!value) {
-            throw make_error<error>("Impossible to assign a concrete model value to ",
-                                    representative->to_str(1000));
-        }
+    const Term_* value = fresh_value(TermManager::get_type(representative));
+    if (!value) {
+        throw make_error<error>("Impossible to assign a concrete model value to ",
+                                representative->to_str(1000));
     }
     classes_[representative] = value;
     note_used(value);
@@ -244,7 +261,6 @@ const Term_* ModelStore::fresh_value(const DataType* type)
 {
     size_t width = 0;
     size_t mant = 0;
-    const DataType* element = nullptr;
     if (tm_->is_arith_type(type)) {
         return tm_->make_number(next_number_);
     }
@@ -273,16 +289,36 @@ const Term_* ModelStore::fresh_value(const DataType* type)
         }
         return nullptr;
     }
-    if (tm_->is_array_type(type, nullptr, &element)) {
-        // an array of an element that no other array holds
-        const Term_* value = fresh_value(element);
-        if (!value) {
-            return nullptr;
-        }
-        note_used(value);
-        return tm_->make_array_const(type, value);
+    return tm_->is_array_type(type) ? fresh_array(type) : make_abstract_value(type);
+}
+
+/// An array that nothing else is: one of an element that no other array holds or, when those have
+/// run out, one that holds another element in one place.
+const Term_* ModelStore::fresh_array(const DataType* type)
+{
+    const DataType* index_type = nullptr;
+    const DataType* element_type = nullptr;
+    tm_->is_array_type(type, &index_type, &element_type);
+    if (const Term_* element = fresh_value(element_type)) {
+        note_used(element);
+        return evaluate(tm_->make_array_const(type, element));
     }
-    return make_abstract_value(type);
+    TermVector elements;
+    for (const Term_* v : used_) {
+        if (TermManager::get_type(v) == element_type && is_good_value(v)) {
+            elements.push_back(v);
+        }
+    }
+    const Term_* base = get_default_value(type);
+    const Term_* index = fresh_value(index_type);
+    for (const Term_* element : elements) {
+        const Term_* value =
+            index ? evaluate(tm_->make_array_write(base, index, element)) : nullptr;
+        if (value && !used_.contains(value)) {
+            return value;
+        }
+    }
+    return nullptr;
 }
 
 } // namespace tarq

@@ -6,6 +6,7 @@
 #include "base/hashmap.h"
 #include "base/logger.h"
 #include "base/terminationtest.h"
+#include "results/arrayvalues.h"
 #include "results/modelsource.h"
 #include "terms/termmanager.h"
 
@@ -99,11 +100,12 @@ private:
     void assign_terminals(const ModelSource& source, const TermVector& terminals,
                           const TermVector& indices, const TermMap& truth);
     const Term_* value_of_class(const Term_* representative);
+    const Term_* value_of_leaf(const Term_* representative);
     const Term_* fresh_value(const DataType* type);
+    const Term_* fresh_array(const DataType* type);
     const Term_* make_abstract_value(const DataType* type);
     void set_point(const Term_* point, const Term_* value);
     void note_used(const Term_* value);
-    void note_used_below(const Term_* value, TermSet& seen);
     bool is_terminal(const Term_* t) const;
     bool is_partial(const Term_* t) const;
     bool is_good_value(const Term_* t) const;
@@ -133,6 +135,7 @@ private:
     std::unique_ptr<StdTermSimplifier> own_simplifier_; // where the term manager has none
 
     TermVector formulas_;
+    ArrayValues arrays_;
     TermMap values_;      // constants, points, and atoms without the full model
     TermMap definitions_; // replaced symbols
     TermMap classes_;     // representative of a class without a value of its own to its value

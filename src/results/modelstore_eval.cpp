@@ -13,7 +13,7 @@ class ModelStore::EvaluationScope {
 public:
     explicit EvaluationScope(ModelStore& store)
         : tm_(store.tm_), typecheck_(tm_->get_typecheck()), simplify_(tm_->get_simplify()),
-          next_(tm_->get_simplifier()), simplifier_(tm_, store.options_, inner(store))
+          next_(tm_->get_simplifier()), simplifier_(tm_, store.options_, &store.arrays_, inner(store))
     {
         tm_->set_typecheck(false);
         tm_->set_simplify(true);
@@ -68,6 +68,7 @@ const Term_* ModelStore::get_default_value(const DataType* type)
     } else if (type == tm_->get_rounding_type()) {
         value = tm_->make_fprounding_even();
     } else if (tm_->is_array_type(type, nullptr, &element)) {
+        const EvaluationScope scope(*this);
         value = tm_->make_array_const(type, get_default_value(element));
     } else {
         next_abstract_.insert({type, 0});

@@ -2,8 +2,6 @@
 
 #include "terms/bvnumber.h"
 #include "terms/ieeefloat.h"
-#include "terms/termsimpl.h"
-#include "terms/typesize.h"
 
 namespace tarq {
 
@@ -12,72 +10,6 @@ namespace {
 bool is_abstract(TermManager* tm, const Term_* t)
 {
     return tm->is_constant(t) && t->get_symbol()->get_name().starts_with('@');
-}
-
-bool are_equal_values(const TermManager* tm, const Term_* a, const Term_* b);
-
-/// An array value: its writes, the topmost of each index only, and its element elsewhere.
-struct ArrayValue {
-    TermVector indices;
-    TermMap elements;
-    const Term_* otherwise = nullptr;
-
-    ArrayValue(const TermManager* tm, const Term_* t)
-    {
-        for (; tm->is_array_write(t); t = t->child(0)) {
-            if (!find(tm, t->child(1))) {
-                indices.push_back(t->child(1));
-                elements[t->child(1)] = t->child(2);
-            }
-        }
-        otherwise = t->child(0);
-    }
-    /// What is written there, or null. Arrays as indices may be one value in different forms.
-    const Term_* find(const TermManager* tm, const Term_* index) const
-    {
-        const auto it = elements.find(index);
-        if (it != elements.end() || !tm->is_array_type(TermManager::get_type(index))) {
-            return it == elements.end() ? nullptr : it->second;
-        }
-        for (const Term_* i : indices) {
-            if (are_equal_values(tm, i, index)) {
-                return elements.find(i)->second;
-            }
-        }
-        return nullptr;
-    }
-};
-
-/// Whether two values are the same. Those that are not arrays have one form each. Recursive over
-/// the nesting of array types.
-bool are_equal_values(const TermManager* tm, const Term_* a, const Term_* b)
-{
-    const DataType* index_type = nullptr;
-    if (a == b || !tm->is_array_type(TermManager::get_type(a), &index_type)) {
-        return a == b;
-    }
-    const ArrayValue x(tm, a);
-    const ArrayValue y(tm, b);
-    size_t num_written = x.indices.size();
-    for (const Term_* i : x.indices) {
-        const Term_* other = y.find(tm, i);
-        if (!are_equal_values(tm, x.elements.find(i)->second, other ? other : y.otherwise)) {
-            return false;
-        }
-    }
-    for (const Term_* i : y.indices) {
-        if (!x.find(tm, i)) {
-            ++num_written;
-            if (!are_equal_values(tm, x.otherwise, y.elements.find(i)->second)) {
-                return false;
-            }
-        }
-    }
-    if (are_equal_values(tm, x.otherwise, y.otherwise)) {
-        return true;
-    }
-    const QNumber size = num_values(tm, index_type); // what is written everywhere has no elsewhere
-    return !size.is_zero() && QNumber(num_written) >= size;
 }
 
 } // namespace
@@ -89,9 +21,18 @@ const Term_* ModelTermSimplifier::operator()(const Symbol* symbol, TermArgs args
         if (is_abstract(tm_, args[0]) && is_abstract(tm_, args[1])) {
             return tm_->make_bool(args[0] == args[1]);
         }
-        if (tm_->is_array_type(TermManager::get_type(args[0])) &&
-            termsimpl::is_value(tm_, args[0], true) && termsimpl::is_value(tm_, args[1], true)) {
-            return tm_->make_bool(are_equal_values(tm_, args[0], args[1]));
+        if (arrays_->contains(args[0]) && arrays_->contains(args[1])) {
+            return tm_->make_bool(args[0] == args[1]);
+        }
+        break;
+    case SymbolTag::ARRAY_CONST:
+        if (const Term_* result = arrays_->make_const(symbol, args[0])) {
+            return result;
+        }
+        break;
+    case SymbolTag::ARRAY_WRITE:
+        if (const Term_* result = arrays_->make_write(symbol, args[0], args[1], args[2])) {
+            return result;
         }
         break;
     case SymbolTag::DIVIDE:

@@ -7,12 +7,14 @@
 namespace tarq {
 
 /// Adds to another simplifier what is true of values only: abstract values with different names are
-/// different, arrays are compared index by index, and what the options say about division by zero
-/// and about the minimum of two zeros. Borrows the other one, which may be null.
+/// different, arrays are equal when their normal forms are, and what the options say about division
+/// by zero and about the minimum of two zeros. Borrows the array values and the other one, which may
+/// be null.
 class ModelTermSimplifier : public TermSimplifier {
 public:
-    ModelTermSimplifier(TermManager* tm, const ModelStore::Options& options, TermSimplifier* next)
-        : tm_(tm), options_(options), next_(next)
+    ModelTermSimplifier(TermManager* tm, const ModelStore::Options& options, ArrayValues* arrays,
+                        TermSimplifier* next)
+        : tm_(tm), options_(options), arrays_(arrays), next_(next)
     {
     }
     const Term_* operator()(const Symbol* symbol, TermArgs args) override;
@@ -23,6 +25,7 @@ private:
 
     TermManager* tm_;
     const ModelStore::Options& options_;
+    ArrayValues* arrays_;
     TermSimplifier* next_;
 };
 

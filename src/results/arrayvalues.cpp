@@ -1,0 +1,145 @@
+#include "results/arrayvalues.h"
+
+#include "terms/bvnumber.h"
+#include "terms/termsimpl.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace tarq {
+
+bool ArrayValues::is_value(const Term_* t) const
+{
+    return t->arity() == 0 ? termsimpl::is_value(tm_, t, true) : contains(t);
+}
+
+const Term_* ArrayValues::make_const(const Symbol* symbol, const Term_* element)
+{
+    if (!is_value(element)) {
+        return nullptr;
+    }
+    const Term_* result = tm_->do_make_term(symbol, TermArgs(&element, 1));
+    known_.insert({result, Shape{element, 0}});
+    return result;
+}
+
+const Term_* ArrayValues::put_write(const Symbol* symbol, const Term_* array, const Term_* index,
+                                    const Term_* element)
+{
+    const Shape shape = known_[array];
+    const Term_* args[] = {array, index, element};
+    const Term_* result = tm_->do_make_term(symbol, args);
+    known_.insert({result, Shape{shape.otherwise, shape.num_writes + 1}});
+    return result;
+}
+
+const Term_* ArrayValues::make_write(const Symbol* symbol, const Term_* array, const Term_* index,
+                                     const Term_* element)
+{
+    if (!contains(array) || !is_value(index) || !is_value(element)) {
+        return nullptr;
+    }
+    std::vector<std::pair<const Term_*, const Term_*>> above;
+    const Term_* a = array;
+    for (; tm_->is_array_write(a) && a->child(1)->get_id() > index->get_id(); a = a->child(0)) {
+        above.emplace_back(a->child(1), a->child(2));
+    }
+    if (tm_->is_array_write(a) && a->child(1) == index) {
+        if (a->child(2) == element) {
+            return array;
+        }
+        a = a->child(0);
+    }
+    if (element != known_[a].otherwise) {
+        a = put_write(symbol, a, index, element);
+    }
+    for (auto it = above.rbegin(); it != above.rend(); ++it) {
+        a = put_write(symbol, a, it->first, it->second);
+    }
+    QNumber size;
+    const bool is_finite = size_of(TermManager::get_type(index), &size);
+    return is_finite && size <= QNumber(2 * known_[a].num_writes) ? choose_default(symbol, a, size)
+                                                                  : a;
+}
+
+/// How many values an index type has; false for those that count as infinite.
+bool ArrayValues::size_of(const DataType* type, QNumber* size) const
+{
+    size_t width = 0;
+    size_t mant = 0;
+    if (type == tm_->get_bool_type()) {
+        *size = 2;
+    } else if (type == tm_->get_rounding_type()) {
+        *size = 4;
+    } else if (tm_->is_bv_type(type, &width)) {
+        *size = BVNumber::pow2(width);
+    } else if (tm_->is_fp_type(type, &width, &mant)) {
+        // all patterns with the largest exponent but the two infinities are one value
+        *size = BVNumber::pow2(width + mant + 1) - BVNumber::pow2(mant + 1) + 3;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void ArrayValues::collect_indices(const DataType* type, const QNumber& size, TermVector* out) const
+{
+    size_t width = 0;
+    size_t mant = 0;
+    if (type == tm_->get_bool_type()) {
+        *out = {tm_->make_true(), tm_->make_false()};
+    } else if (type == tm_->get_rounding_type()) {
+        *out = {tm_->make_fprounding_even(), tm_->make_fprounding_zero(),
+                tm_->make_fprounding_plus_inf(), tm_->make_fprounding_minus_inf()};
+    } else if (tm_->is_bv_type(type, &width)) {
+        for (QNumber n = 0; n < size; n += 1) {
+            out->push_back(tm_->make_bv_number(n, width));
+        }
+    } else if (tm_->is_fp_type(type, &width, &mant)) {
+        const QNumber end = BVNumber::pow2(width + mant + 1);
+        for (QNumber n = 0; n < end; n += 1) {
+            out->push_back(tm_->make_fp_bits_number(n, width, mant));
+        }
+    }
+    std::sort(out->begin(), out->end(), term_lt());
+    out->erase(std::unique(out->begin(), out->end()), out->end());
+}
+
+/// The same array over its most frequent element.
+const Term_* ArrayValues::choose_default(const Symbol* write, const Term_* array,
+                                         const QNumber& size)
+{
+    const Shape shape = known_[array];
+    TermMap elements;
+    hsh::HashMap<const Term_*, QNumber> counts;
+    counts[shape.otherwise] = size - QNumber(shape.num_writes);
+    const Term_* base = array;
+    for (; tm_->is_array_write(base); base = base->child(0)) {
+        elements[base->child(1)] = base->child(2);
+        counts[base->child(2)] += 1;
+    }
+    const Term_* best = shape.otherwise;
+    for (const auto& [element, count] : counts) {
+        const QNumber& most = counts[best];
+        if (most < count || (most == count && element->get_id() < best->get_id())) {
+            best = element;
+        }
+    }
+    if (best == shape.otherwise) {
+        return array;
+    }
+    TermVector indices;
+    collect_indices(write->get_arg_type(1), size, &indices);
+    const Term_* result = make_const(base->get_symbol(), best);
+    for (const Term_* i : indices) {
+        const auto it = elements.find(i);
+        const Term_* element = it == elements.end() ? shape.otherwise : it->second;
+        if (element != best) {
+            result = put_write(write, result, i, element);
+        }
+    }
+    return result;
+}
+
+} // namespace tarq
