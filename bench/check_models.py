@@ -5,8 +5,8 @@
 
 After each satisfiable query of a script, incremental ones included, the model is asked for, and the
 value of every formula in force. (1) All of these values have to be true. (2) The declarations of the
-script are replaced by the definitions of the model, elements of uninterpreted sorts by different
-constants, and the solver has to find the formulas in force satisfiable. Prints one line per query
+script are replaced by the definitions of the model, uninterpreted sorts by the integers and their
+elements by different ones, and the solver has to find the formulas in force satisfiable. Prints one line per query
 that fails, then the counts:
 
   confirmed  both
@@ -143,12 +143,16 @@ def ask(path):
 
 
 def literals(text):
-    """The elements of a list of literals."""
-    i = 0
-    for m in re.finditer(r"\(\s*not\s+(?:\|[^|]*\||[^\s()]+)\s*\)|\|[^|]*\||[^\s()]+", text):
-        if m.start() >= i:
-            i = m.end()
-            yield m.group(0)
+    """The elements of a list of literals, as texts."""
+    depth, words = 0, []
+    for word in tokens(text):
+        if word.startswith(";"):
+            continue
+        depth += (word == "(") - (word == ")")
+        words.append(word)
+        if depth == 0:
+            yield " ".join(words)
+            words = []
 
 
 def last_values(text, count):
@@ -159,18 +163,10 @@ def last_values(text, count):
 
 def confirm(query, model, args):
     """Whether the solver agrees with a model: one of the words that are counted, and a text."""
-    values = sorted(set(ABSTRACT.findall(model)))
-    names = {value: f"|{value[0]} of {value[1].replace('|', '')}|" for value in values}
-    model = ABSTRACT.sub(lambda m: names[m.groups()], model)
+    model = ABSTRACT.sub(lambda m: m.group(1)[1:], model)
     definitions = list(commands(model.strip()[1:-1]))
-    lines = ["(set-logic ALL)"] + query.sorts
-    by_sort = collections.defaultdict(list)
-    for value, sort in values:
-        lines.append(f"(declare-fun {names[value, sort]} () {sort})")
-        by_sort[sort].append(names[value, sort])
-    for group in by_sort.values():
-        if len(group) > 1:
-            lines.append("(assert (distinct " + " ".join(group) + "))")
+    lines = ["(set-logic ALL)"]
+    lines += [re.sub(r"declare-sort (.*\S)\s+0\s*\)$", r"define-sort \1 () Int)", s) for s in query.sorts]
     defined = {name_of(c) for c in definitions}
     missing = [c for c in query.declared if name_of(c) not in defined]
     if missing:

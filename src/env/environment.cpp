@@ -56,6 +56,9 @@ Environment::Solvers::Solvers(const Configuration& config, TermManager* tm,
                      ? std::make_unique<ToplevelPropagator>(tm, &rewrites, config.model_generation,
                                                             config.theory.na.div_by_zero_mode == 1)
                      : nullptr),
+      free_coder(config.preprocessor.free_input_propagation && !cores
+                     ? std::make_unique<FreeCoder>(tm, &rewrites)
+                     : nullptr),
       encoder(tm, encoder_config(config))
 {
     make_theories(config, tm);
@@ -219,6 +222,13 @@ void Environment::set_termination_test(const TerminationTest* test)
     solvers_->engine.set_termination_test(test);
     solvers_->cnf.set_termination_test(test);
     solvers_->encoder.set_termination_test(test);
+    if (solvers_->propagator) {
+        solvers_->propagator->set_termination_test(test);
+    }
+    if (solvers_->free_coder) {
+        solvers_->free_coder->set_termination_test(test);
+        solvers_->free_coder->set_logger(&logger_);
+    }
     solvers_->theories->set_termination_test(test);
     if (model_) {
         model_->set_termination_test(test);
@@ -279,6 +289,9 @@ void Environment::do_push_backtrack_point()
     if (solvers_->propagator) {
         solvers_->propagator->push_backtrack_point();
     }
+    if (solvers_->free_coder) {
+        solvers_->free_coder->push_backtrack_point();
+    }
     solvers_->polarity.push_backtrack_point();
     solvers_->cnf.push_backtrack_point();
     solvers_->engine.push_backtrack_point();
@@ -297,6 +310,9 @@ void Environment::do_push_shallow_backtrack_point()
     bt_labels_.push_back(label);
     if (solvers_->propagator) {
         solvers_->propagator->set_protected(label);
+    }
+    if (solvers_->free_coder) {
+        solvers_->free_coder->set_protected(label);
     }
     int var;
     solvers_->engine.make_proxy(label, &var);
@@ -325,6 +341,9 @@ void Environment::do_pop_backtrack_point()
         solvers_->cnf.pop_backtrack_point();
         if (solvers_->propagator) {
             solvers_->propagator->pop_backtrack_point();
+        }
+        if (solvers_->free_coder) {
+            solvers_->free_coder->pop_backtrack_point();
         }
         solvers_->polarity.pop_backtrack_point();
     }
@@ -401,6 +420,7 @@ void Environment::do_assert_formula(const Term_* f)
     }
     logger_("ENV") << loglevel(1) << "preprocessing..." << EndLog;
     f = propagate_formula(f);
+    f = free_formula(f);
     f = simplify_formula(f);
     f = encode_formula(f);
     const bool is_constant = tm_->is_true(f) || tm_->is_false(f);
@@ -442,6 +462,21 @@ const Term_* Environment::propagate_formula(const Term_* f)
     f = (*solvers_->propagator)(f, config_.preprocessor.toplevel_propagation_limit);
     logger_("ENV") << loglevel(2) << "done" << EndLog;
     return f;
+}
+
+const Term_* Environment::free_formula(const Term_* f)
+{
+    FreeCoder* coder = solvers_->free_coder.get();
+    if (!coder) {
+        return f;
+    }
+    logger_("ENV") << loglevel(2) << " propagating free inputs..." << FlushLog;
+    coder->open_session();
+    f = (*coder)(f);
+    const Term_* side_conditions = nullptr;
+    coder->close_session(&side_conditions);
+    logger_("ENV") << loglevel(2) << "done" << EndLog;
+    return tm_->make_and(f, side_conditions);
 }
 
 /// The rules are about other terms than Boolean constants, except those for whole conjunctions, so

@@ -305,6 +305,7 @@ private:
     void do_assert_formula(const Term_* f);
     TermNormalizer& normalizer();
     const Term_* propagate_formula(const Term_* f);
+    const Term_* free_formula(const Term_* f);
     const Term_* simplify_formula(const Term_* f);
     bool is_plain(const Term_* f);
     const Term_* encode_formula(const Term_* f);
@@ -323,6 +324,7 @@ private:
     TermVector atoms_of_assertions() const;
     bool is_known(const Term_* t) const;
     void restore_substituted(const Term_* t);
+    void restore_free_coded(const Term_* t);
     void assert_definition(const Term_* f);
     lbool evaluate(const Term_* f) const;
     void collect_unsat_assumptions(const std::vector<TheoryLit>& lits);

@@ -72,7 +72,9 @@ int Environment::allsat(AllSatModelFoundHook& hook, TermArgs important)
 bool Environment::is_known(const Term_* t) const
 {
     const ToplevelPropagator* propagator = solvers_->propagator.get();
-    return solvers_->engine.proxy_for_term(t) >= 0 || (propagator && propagator->has_seen(t));
+    const FreeCoder* coder = solvers_->free_coder.get();
+    return solvers_->engine.proxy_for_term(t) >= 0 || (propagator && propagator->has_seen(t)) ||
+           (coder && coder->has_seen(t));
 }
 
 /// The atoms of the asserted formulas, in the order in which a walk from left to right meets them.

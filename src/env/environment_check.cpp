@@ -120,7 +120,8 @@ int Environment::variable_of_assumption(const Term_* t)
 void Environment::restore_substituted(const Term_* t)
 {
     ToplevelPropagator* propagator = solvers_->propagator.get();
-    if (!propagator) {
+    FreeCoder* coder = solvers_->free_coder.get();
+    if (!propagator && !coder) {
         return;
     }
     TermSet seen;
@@ -133,13 +134,27 @@ void Environment::restore_substituted(const Term_* t)
         }
         if (!tm_->is_constant(u)) {
             stack.insert(stack.end(), u->children().begin(), u->children().end());
-        } else if (const Term_* s = propagator->get_substitution(u)) {
+        } else if (const Term_* s = propagator ? propagator->get_substitution(u) : nullptr) {
             const bool is_bool = TermManager::get_type(u) == tm_->get_bool_type();
             const Term_* definition = is_bool ? tm_->make_iff(u, s) : tm_->make_equal(u, s);
+            restore_free_coded(definition);
             assert_definition(solvers_->encoder(definition));
         } else {
-            propagator->set_protected(u);
+            restore_free_coded(u);
+            if (propagator) {
+                propagator->set_protected(u);
+            }
         }
+    }
+}
+
+/// The constants of `t` come back that were left free.
+void Environment::restore_free_coded(const Term_* t)
+{
+    if (FreeCoder* coder = solvers_->free_coder.get()) {
+        const auto unchecked = tm_->typecheck_in_scope(false);
+        const Term_* definitions = coder->restore(t);
+        assert_definition(solvers_->encoder(definitions));
     }
 }
 

@@ -5,17 +5,20 @@
 #include "dpll/dpllclausesink.h"
 #include "dpll/dpllsolver.h"
 #include "encoding/constraintencoder.h"
+#include "encoding/freecoder.h"
 #include "encoding/nnfgenerator.h"
 #include "encoding/polaritychecker.h"
 #include "encoding/rewritestack.h"
 #include "encoding/toplevelpropagator.h"
 #include "encoding/tseitincnfgenerator.h"
 #include "env/environment.h"
+#include "results/modelsource.h"
 #include "results/unsatcorestore.h"
 #include "terms/termnormalizer.h"
 #include "theory/bv/fpbvcombination.h"
 #include "theory/theorymanager.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -72,6 +75,7 @@ struct Environment::Solvers {
     RewriteStack rewrites;
     // null without preprocessor.toplevel_propagation
     std::unique_ptr<ToplevelPropagator> propagator;
+    std::unique_ptr<FreeCoder> free_coder;      // null without preprocessor.free_input_propagation
     std::unique_ptr<TermNormalizer> normalizer; // made when a formula needs it
     ConstraintEncoder encoder;
 
@@ -81,8 +85,21 @@ struct Environment::Solvers {
     void get_definitions(std::vector<std::pair<const Term_*, const Term_*>>& out) const
     {
         for (const RewriteStep& step : rewrites) {
-            out.emplace_back(step.src(), step.dst());
+            if (!step.is_adhoc()) {
+                out.emplace_back(step.src(), step.dst());
+            }
         }
+    }
+    /// Appends the replaced terms whose value was left free, newest first: each may hold constants
+    /// that stand for older ones.
+    void get_choices(std::vector<ModelSource::Choice>& out) const
+    {
+        for (const RewriteStep& step : rewrites) {
+            if (step.is_adhoc() && step.is_active()) {
+                out.push_back({step.src(), step.dst(), free_coder->get_taken_out(step.src())});
+            }
+        }
+        std::reverse(out.begin(), out.end());
     }
 
     BitVector plain;     // by term id: Boolean constants and connectives of such

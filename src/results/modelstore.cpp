@@ -53,8 +53,7 @@ bool ModelStore::is_partial(const Term_* t) const
 }
 
 /// Appends the terminals and partial applications at and below `roots`, those below others first.
-/// indices  takes the indices of reads and writes of arrays; may be null
-void ModelStore::collect_terminals(TermArgs roots, TermVector* out, TermVector* indices) const
+void ModelStore::collect_terminals(TermArgs roots, TermVector* out) const
 {
     TermSet seen;
     TermVector stack(roots.begin(), roots.end());
@@ -66,9 +65,6 @@ void ModelStore::collect_terminals(TermArgs roots, TermVector* out, TermVector* 
         }
         if (is_terminal(t) || is_partial(t)) {
             out->push_back(t);
-        }
-        if (indices && (tm_->is_array_read(t) || tm_->is_array_write(t))) {
-            indices->push_back(t->child(1));
         }
         stack.insert(stack.end(), t->children().begin(), t->children().end());
     }
@@ -100,10 +96,11 @@ void ModelStore::compute(const ModelSource& source)
         return;
     }
     TermVector terminals;
-    TermVector indices;
-    collect_terminals(roots, &terminals, &indices);
-    assign_terminals(source, terminals, indices, truth);
+    collect_terminals(roots, &terminals);
+    assign_terminals(source, roots, terminals, truth);
     memo_.clear(); // values of terminals that came later were not known yet
+    choose_free_values(source);
+    memo_.clear();
     state_ = 1;
 }
 
@@ -128,10 +125,34 @@ void ModelStore::note_used(const Term_* value)
     }
 }
 
-void ModelStore::assign_terminals(const ModelSource& source, const TermVector& terminals,
-                                  const TermVector& indices, const TermMap& truth)
+/// Notes the values of what is compared with other terms: the sides of equalities, the arguments of
+/// functions, indices and elements. A fresh value must not make two of them equal that differ.
+void ModelStore::note_compared(const ModelSource& source, TermArgs roots, const TermMap& raw)
+{
+    TermSet seen;
+    TermVector stack(roots.begin(), roots.end());
+    while (!stack.empty()) {
+        const Term_* t = stack.back();
+        stack.pop_back();
+        if (!seen.insert(t).second || tm_->is_quantifier(t)) {
+            continue;
+        }
+        poll();
+        if (TermManager::get_type(t) != tm_->get_bool_type() && !raw.contains(t)) {
+            const Term_* value = tm_->is_number(t) ? t : source.get_theory_value(t);
+            if (value) {
+                note_used(value);
+            }
+        }
+        stack.insert(stack.end(), t->children().begin(), t->children().end());
+    }
+}
+
+void ModelStore::assign_terminals(const ModelSource& source, TermArgs roots,
+                                  const TermVector& terminals, const TermMap& truth)
 {
     TermMap raw;
+    bool needs_fresh = false;
     for (const Term_* t : terminals) {
         poll();
         const auto known = truth.find(t);
@@ -140,26 +161,11 @@ void ModelStore::assign_terminals(const ModelSource& source, const TermVector& t
             continue;
         }
         raw[t] = value;
+        needs_fresh = needs_fresh || !is_good_value(value);
         note_used(value);
     }
-    // What stands as an argument has a value as well: a fresh one must not make its point that of
-    // another term.
-    TermSet arguments;
-    const auto note_argument = [&](const Term_* c) {
-        if (arguments.insert(c).second && !raw.contains(c)) {
-            const Term_* value = tm_->is_number(c) ? c : source.get_theory_value(c);
-            if (value) {
-                note_used(value);
-            }
-        }
-    };
-    for (const Term_* t : terminals) {
-        for (const Term_* c : t->children()) {
-            note_argument(c);
-        }
-    }
-    for (const Term_* i : indices) {
-        note_argument(i); // the value of the array need not name it
+    if (needs_fresh) {
+        note_compared(source, roots, raw);
     }
     for (const Term_* t : terminals) {
         const auto entry = raw.find(t);

@@ -96,9 +96,11 @@ private:
     ~ModelStore();
 
     // making
-    void collect_terminals(TermArgs roots, TermVector* out, TermVector* indices = nullptr) const;
-    void assign_terminals(const ModelSource& source, const TermVector& terminals,
-                          const TermVector& indices, const TermMap& truth);
+    void collect_terminals(TermArgs roots, TermVector* out) const;
+    void assign_terminals(const ModelSource& source, TermArgs roots, const TermVector& terminals,
+                          const TermMap& truth);
+    void note_compared(const ModelSource& source, TermArgs roots, const TermMap& raw);
+    void choose_free_values(const ModelSource& source);
     const Term_* value_of_class(const Term_* representative);
     const Term_* value_of_leaf(const Term_* representative);
     const Term_* fresh_value(const DataType* type);

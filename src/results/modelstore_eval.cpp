@@ -1,6 +1,7 @@
 // Values of terms under a model, and the walk over its entries.
 #include "results/modelstore.h"
 
+#include "results/adhoccalculator.h"
 #include "results/modeltermsimplifier.h"
 #include "terms/stdtermsimplifier.h"
 
@@ -93,6 +94,33 @@ const Term_* ModelStore::point_of(const Term_* t)
     }
     const EvaluationScope scope(*this);
     return tm_->make_term(t->get_symbol(), args);
+}
+
+/// Gives the constants that preprocessing found to be free the values that its replaced terms need.
+void ModelStore::choose_free_values(const ModelSource& source)
+{
+    std::vector<ModelSource::Choice> choices;
+    source.get_choices(choices);
+    AdHocCalculator calculate(tm_);
+    for (const auto& [proxy, term, free] : choices) {
+        const Term_* value = evaluate(proxy);
+        TermVector args;
+        for (const Term_* c : term->children()) {
+            const bool is_free = std::find(free.begin(), free.end(), c) != free.end();
+            args.push_back(is_free ? nullptr : evaluate(c));
+        }
+        if (tm_->is_array_write(term) && !args[1]) {
+            args[1] = get_default_value(TermManager::get_type(term->child(1)));
+        }
+        const EvaluationScope scope(*this);
+        calculate(term, value, args);
+        for (size_t i = 0; i < args.size(); ++i) {
+            const Term_* c = term->child(i);
+            if (std::find(free.begin(), free.end(), c) != free.end() && args[i]) {
+                values_[c] = args[i];
+            }
+        }
+    }
 }
 
 /// Pushes the arguments that `t` needs and that have no value yet. Connectives and term-ITEs ask

@@ -34,6 +34,18 @@ public:
             elements_.push_back(constant("u" + n, sort));
             numbers_.push_back(constant("r" + n, number));
         }
+        // of these there are many, so that some occur once
+        for (size_t width = 1; width <= MAX_WIDTH; ++width) {
+            const DataType* word = tm.get_bv_type(width);
+            words_.emplace_back();
+            arrays_.emplace_back();
+            for (int i = 0; i < 12; ++i) {
+                const std::string n = std::to_string(width) + "_" + std::to_string(i);
+                words_.back().push_back(constant("w" + n, word));
+                arrays_.back().push_back(
+                    constant("a" + n, tm.get_array_type(tm.get_bv_type(2), word)));
+            }
+        }
         f_ = tm.make_symbol("f", tm.get_function_type({sort, sort}, sort));
         g_ = tm.make_symbol("g", tm.get_function_type({sort}, number));
         p_ = tm.make_symbol("p", tm.get_function_type({sort}, tm.get_bool_type()));
@@ -64,7 +76,10 @@ public:
     /// An atom, often an equation that defines something.
     const Term_* atom()
     {
-        switch (below(6)) {
+        switch (below(8)) {
+        case 6:
+        case 7:
+            return word_atom();
         case 0: {
             const Term_* u = element(1);
             return tm_.make_uninterpreted_function(p_, TermArgs(&u, 1));
@@ -83,6 +98,84 @@ public:
         }
         default:
             return bools_[below(bools_.size())];
+        }
+    }
+
+    const Term_* word_atom()
+    {
+        const size_t width = 1 + below(MAX_WIDTH);
+        const Term_* a = word(width, 2);
+        const Term_* b = word(width, 2);
+        switch (below(6)) {
+        case 0:
+            return tm_.make_bv_ult(a, b);
+        case 1:
+            return tm_.make_bv_ule(a, b);
+        case 2:
+            return tm_.make_bv_slt(a, b);
+        case 3:
+            return tm_.make_bv_sle(a, b);
+        default:
+            return tm_.make_equal(a, b);
+        }
+    }
+
+    const Term_* word(size_t width, int depth)
+    {
+        if (depth == 0 || below(5) == 0) {
+            return below(4) == 0 ? tm_.make_bv_number(long(below(size_t(1) << width)), width)
+                                 : any(words_[width - 1]);
+        }
+        const Term_* a = word(width, depth - 1);
+        switch (below(18)) {
+        case 0:
+            return tm_.make_bv_not(a);
+        case 1:
+            return tm_.make_bv_neg(a);
+        case 2:
+            return tm_.make_bv_rotate_left(1, a);
+        case 3:
+            return tm_.make_bv_extract(width, 1, word_above(width, a, depth - 1));
+        case 4:
+            return tm_.make_array_read(any(arrays_[width - 1]), word(2, depth - 1));
+        case 5: {
+            const Term_* i = word(2, depth - 1);
+            const Term_* written = tm_.make_array_write(any(arrays_[width - 1]), i, a);
+            return tm_.make_array_read(written, word(2, depth - 1));
+        }
+        default:
+            break;
+        }
+        const Term_* b = word(width, depth - 1);
+        switch (below(13)) {
+        case 0:
+            return tm_.make_bv_and(a, b);
+        case 1:
+            return tm_.make_bv_or(a, b);
+        case 2:
+            return tm_.make_bv_xor(a, b);
+        case 3:
+            return tm_.make_bv_add(a, b);
+        case 4:
+            return tm_.make_bv_sub(a, b);
+        case 5:
+            return tm_.make_bv_mul(a, b);
+        case 6:
+            return tm_.make_bv_udiv(a, b);
+        case 7:
+            return tm_.make_bv_sdiv(a, b);
+        case 8:
+            return tm_.make_bv_lshl(a, b);
+        case 9:
+            return tm_.make_bv_lshr(a, b);
+        case 10:
+            return tm_.make_bv_ashr(a, b);
+        case 11: {
+            const Term_* bit = tm_.make_bv_comp(a, b);
+            return width == 1 ? bit : tm_.make_bv_zero_extend(width - 1, bit);
+        }
+        default:
+            return tm_.make_term_ite(formula(1), a, b);
         }
     }
 
@@ -126,6 +219,14 @@ public:
     const Term_* assumption() { return atom(); }
 
 private:
+    static constexpr size_t MAX_WIDTH = 3;
+
+    const Term_* any(const TermVector& terms) { return terms[below(terms.size())]; }
+    /// A word of one bit more.
+    const Term_* word_above(size_t width, const Term_* a, int depth)
+    {
+        return width < MAX_WIDTH ? word(width + 1, depth) : tm_.make_bv_concat(word(1, depth), a);
+    }
     const Term_* constant(const std::string& name, const DataType* type)
     {
         return tm_.make_constant(tm_.make_symbol(name, type));
@@ -134,6 +235,7 @@ private:
     TermManager& tm_;
     std::mt19937_64 rng_;
     TermVector bools_, elements_, numbers_;
+    std::vector<TermVector> words_, arrays_; // by width of a word or element, less 1
     const Symbol *f_, *g_, *p_;
 };
 
@@ -147,6 +249,7 @@ void draw_options(RandomFormulas& random, Configuration* config)
     config->preprocessor.ite_minimization_call_limit = static_cast<int>(random.below(10));
     config->preprocessor.partial_nnf_conversion = random.below(2) != 0;
     config->preprocessor.full_cnf_conversion = random.below(2) != 0;
+    config->preprocessor.free_input_propagation = random.below(2) != 0;
     config->shallow_incrementality = random.below(4) == 0;
     config->dpll.ghost_filtering = random.below(4) == 0;
     config->dpll.minimize_model = random.below(4) == 0;
