@@ -967,6 +967,30 @@ char* tarq_to_smtlib2(tarq_env e, tarq_term term);
 /// use_defines  nonzero: subterms that occur more than once become definitions of the script;
 ///              otherwise they are bound by let
 char* tarq_to_smtlib2_ext(tarq_env e, tarq_term term, const char* logic_name, int use_defines);
+/// Prints an SMT-LIB 1 benchmark with the formula `term`. That language has no floats and no Boolean
+/// arguments; such terms are errors.
+/// returns  a fresh string
+char* tarq_to_smtlib1(tarq_env e, tarq_term term);
+/// The same, to an open file, which stays open.
+int tarq_to_smtlib1_file(tarq_env e, tarq_term term, FILE* f);
+/// Prints a script in which each of `n` terms of any type carries a name, for
+/// tarq_named_list_from_smtlib2 to read. Nothing is asserted. A term may come with several names.
+/// returns  a fresh string
+char* tarq_named_list_to_smtlib2(tarq_env e, size_t n, const char* const* names,
+                                 const tarq_term* terms);
+/// The same, to an open file.
+int tarq_named_list_to_smtlib2_file(tarq_env e, size_t n, const char* const* names,
+                                    const tarq_term* terms, FILE* f);
+/// Prints a script in which each of `n` terms carries an attribute, for
+/// tarq_annotated_list_from_smtlib2 to read. Nothing is asserted.
+/// annots   2 * `n` strings: key, with or without its colon, and value of each; a value is printed
+///          as it stands
+/// returns  a fresh string
+char* tarq_annotated_list_to_smtlib2(tarq_env e, size_t n, const tarq_term* terms,
+                                     const char* const* annots);
+/// The same, to an open file.
+int tarq_annotated_list_to_smtlib2_file(tarq_env e, size_t n, const tarq_term* terms,
+                                        const char* const* annots, FILE* f);
 /// Prints the term alone, its shared subterms bound by let.
 char* tarq_to_smtlib2_term(tarq_env e, tarq_term term);
 /// As tarq_to_smtlib2, to an open file, which stays open.

@@ -156,6 +156,52 @@ void write_text(const std::string& text, FILE* file)
     }
 }
 
+/// Gives `body` a stream and returns what it wrote.
+template <class Body>
+std::string print_text(Body&& body)
+{
+    std::ostringstream out;
+    body(out);
+    return std::move(out).str();
+}
+
+std::string print_smtlib1(EnvWrapper& w, tarq_term term)
+{
+    return print_text([&](std::ostream& out) { w.env->to_smt1_script(out, unwrap(term)); });
+}
+
+tarq::TermVector unwrap_terms(size_t n, const tarq_term* terms)
+{
+    tarq::TermVector out;
+    for (size_t i = 0; i < n; ++i) {
+        out.push_back(unwrap(terms[i]));
+    }
+    return out;
+}
+
+std::string print_named_list(EnvWrapper& w, size_t n, const char* const* names,
+                             const tarq_term* terms)
+{
+    std::vector<std::string> texts;
+    for (size_t i = 0; i < n; ++i) {
+        texts.emplace_back(text_arg(names[i]));
+    }
+    return print_text([&](std::ostream& out) {
+        w.env->named_terms_to_smt2_script(out, texts, unwrap_terms(n, terms));
+    });
+}
+
+std::string print_annotated_list(EnvWrapper& w, size_t n, const tarq_term* terms,
+                                 const char* const* annots)
+{
+    std::vector<std::pair<std::string, std::string>> texts;
+    for (size_t i = 0; i < n; ++i) {
+        texts.emplace_back(text_arg(annots[2 * i]), text_arg(annots[2 * i + 1]));
+    }
+    return print_text(
+        [&](std::ostream& out) { w.env->to_smt2_script(out, unwrap_terms(n, terms), texts); });
+}
+
 } // namespace
 
 tarq_term tarq_from_string(tarq_env e, const char* data)
@@ -229,6 +275,53 @@ int tarq_to_smtlib2_ext_file(tarq_env e, tarq_term term, const char* logic_name,
 {
     return frame(e, -1, [&](EnvWrapper& w) {
         write_text(print_script(w, term, logic_name, use_defines), f);
+        return 0;
+    });
+}
+
+char* tarq_to_smtlib1(tarq_env e, tarq_term term)
+{
+    return frame<char*>(e, nullptr,
+                        [&](EnvWrapper& w) { return copy_text(print_smtlib1(w, term)); });
+}
+
+int tarq_to_smtlib1_file(tarq_env e, tarq_term term, FILE* f)
+{
+    return frame(e, -1, [&](EnvWrapper& w) {
+        write_text(print_smtlib1(w, term), f);
+        return 0;
+    });
+}
+
+char* tarq_named_list_to_smtlib2(tarq_env e, size_t n, const char* const* names,
+                                 const tarq_term* terms)
+{
+    return frame<char*>(
+        e, nullptr, [&](EnvWrapper& w) { return copy_text(print_named_list(w, n, names, terms)); });
+}
+
+int tarq_named_list_to_smtlib2_file(tarq_env e, size_t n, const char* const* names,
+                                    const tarq_term* terms, FILE* f)
+{
+    return frame(e, -1, [&](EnvWrapper& w) {
+        write_text(print_named_list(w, n, names, terms), f);
+        return 0;
+    });
+}
+
+char* tarq_annotated_list_to_smtlib2(tarq_env e, size_t n, const tarq_term* terms,
+                                     const char* const* annots)
+{
+    return frame<char*>(e, nullptr, [&](EnvWrapper& w) {
+        return copy_text(print_annotated_list(w, n, terms, annots));
+    });
+}
+
+int tarq_annotated_list_to_smtlib2_file(tarq_env e, size_t n, const tarq_term* terms,
+                                        const char* const* annots, FILE* f)
+{
+    return frame(e, -1, [&](EnvWrapper& w) {
+        write_text(print_annotated_list(w, n, terms, annots), f);
         return 0;
     });
 }

@@ -209,9 +209,8 @@ void FreeCoder::set_seen(const Term_* t)
 
 bool FreeCoder::can_be_declared_replaceable(const Term_* t, unsigned free) const
 {
-    return free != 0 && std::any_of(tests_.begin(), tests_.end(), [&](const auto& test) {
-               return (*test)(tm_, t, free);
-           });
+    return free != 0 && std::any_of(tests_.begin(), tests_.end(),
+                                    [&](const auto& test) { return (*test)(tm_, t, free); });
 }
 
 const Term_* FreeCoder::replace_replaceable_terms(const Term_* f)

@@ -271,6 +271,17 @@ public:
     /// throws       TermPrinter::error for what SMT-LIB 2 has no form for
     void to_smt2_script(std::ostream& out, const Term_* t, const std::string& logic,
                         bool use_defines);
+    /// Writes an SMT-LIB 1 benchmark with the formula `t`.
+    /// throws       TermPrinter::error for what SMT-LIB 1 has no form for
+    void to_smt1_script(std::ostream& out, const Term_* t);
+    /// Writes an SMT-LIB 2 script in which each term carries its name, as a definition: nothing is
+    /// asserted. As many names as terms; a term may have several.
+    void named_terms_to_smt2_script(std::ostream& out, const std::vector<std::string>& names,
+                                    TermArgs terms);
+    /// The same with any attributes: a key, with or without its colon, and the text of a value for
+    /// each term.
+    void to_smt2_script(std::ostream& out, TermArgs terms,
+                        const std::vector<std::pair<std::string, std::string>>& annotations);
     /// Writes the term alone, its shared subterms bound by let.
     void to_smt2_string(std::ostream& out, const Term_* t);
 

@@ -2,6 +2,7 @@
 #include "env/environment.h"
 
 #include "lang/multi_istream.h"
+#include "lang/smtlib1termprinter.h"
 #include "lang/smtlib2parser.h"
 #include "lang/smtlibtermprinter.h"
 
@@ -65,6 +66,33 @@ void Environment::to_smt2_script(std::ostream& out, const Term_* t, const std::s
                                  bool use_defines)
 {
     SmtLib2TermPrinter(tm_, &config_.printer, logic, "", use_defines).print_formula(out, t);
+}
+
+void Environment::to_smt1_script(std::ostream& out, const Term_* t)
+{
+    SmtLib1TermPrinter(tm_, &config_.printer, "", "").print_formula(out, t);
+}
+
+void Environment::named_terms_to_smt2_script(std::ostream& out,
+                                             const std::vector<std::string>& names, TermArgs terms)
+{
+    std::vector<std::pair<std::string, std::string>> annotations;
+    for (const std::string& name : names) {
+        annotations.emplace_back("named", SmtLib2TermPrinter::to_smtlib(name));
+    }
+    to_smt2_script(out, terms, annotations);
+}
+
+void Environment::to_smt2_script(
+    std::ostream& out, TermArgs terms,
+    const std::vector<std::pair<std::string, std::string>>& annotations)
+{
+    SmtLib2TermPrinter::Annotations by_term;
+    for (size_t i = 0; i < terms.size(); ++i) {
+        const auto& [key, value] = annotations[i];
+        by_term[terms[i]].emplace_back((key.starts_with(':') ? "" : ":") + key, value);
+    }
+    SmtLib2TermPrinter(tm_, &config_.printer, "", "", true, &by_term).print_definitions(out, terms);
 }
 
 void Environment::to_smt2_string(std::ostream& out, const Term_* t)

@@ -38,10 +38,7 @@ public:
         env_.solvers_->get_definitions(out);
     }
 
-    void get_choices(std::vector<Choice>& out) const override
-    {
-        env_.solvers_->get_choices(out);
-    }
+    void get_choices(std::vector<Choice>& out) const override { env_.solvers_->get_choices(out); }
 
 private:
     /// An atom of one polarity only need not be believed when its value is the one that no clause

@@ -50,6 +50,9 @@ SmtLibTermParser::SmtLibTermParser(TermManager* tm, bool smtlib1) : tm_(tm)
     for (const auto& [name, term] : constants) {
         intern_name(name)->predefined = term;
     }
+    if (tm->get_symbol("pi")) {
+        hide_predefined("pi"); // somebody's constant
+    }
 }
 
 SmtLibTermParser::~SmtLibTermParser() = default;

@@ -14,8 +14,92 @@ namespace tarq {
 
 namespace {
 
-/// The names of the symbols that are written by name alone; null for the others.
-const char* plain_name(SymbolTag::tag tag)
+/// Words that are no symbols without bars.
+constexpr std::string_view RESERVED_WORDS[] = {"!",
+                                               "_",
+                                               "as",
+                                               "let",
+                                               "forall",
+                                               "exists",
+                                               "match",
+                                               "par",
+                                               "BINARY",
+                                               "DECIMAL",
+                                               "HEXADECIMAL",
+                                               "NUMERAL",
+                                               "STRING",
+                                               "assert",
+                                               "check-sat",
+                                               "check-sat-assuming",
+                                               "declare-const",
+                                               "declare-datatype",
+                                               "declare-datatypes",
+                                               "declare-fun",
+                                               "declare-sort",
+                                               "define-const",
+                                               "define-fun",
+                                               "define-fun-rec",
+                                               "define-funs-rec",
+                                               "define-sort",
+                                               "echo",
+                                               "exit",
+                                               "get-assertions",
+                                               "get-assignment",
+                                               "get-info",
+                                               "get-model",
+                                               "get-option",
+                                               "get-proof",
+                                               "get-unsat-assumptions",
+                                               "get-unsat-core",
+                                               "get-value",
+                                               "pop",
+                                               "push",
+                                               "reset",
+                                               "reset-assertions",
+                                               "set-info",
+                                               "set-logic",
+                                               "set-option"};
+
+bool is_simple_name(const std::string& name)
+{
+    constexpr std::string_view marks = "!$%&*+-./<=>?@^_~";
+    if (name.empty() || (name[0] >= '0' && name[0] <= '9')) {
+        return false;
+    }
+    const auto is_plain = [marks](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               marks.find(c) != std::string_view::npos;
+    };
+    return std::all_of(name.begin(), name.end(), is_plain) &&
+           std::find(std::begin(RESERVED_WORDS), std::end(RESERVED_WORDS), name) ==
+               std::end(RESERVED_WORDS);
+}
+
+std::string binary(const QNumber& value, size_t width)
+{
+    std::string text(width, '0');
+    for (size_t i = 0; i < width; ++i) {
+        if (BVNumber::test_bit(value, i)) {
+            text[width - 1 - i] = '1';
+        }
+    }
+    return text;
+}
+
+std::string hexadecimal(const QNumber& value, size_t width)
+{
+    std::string text = value.num_to_mpz().get_str(16);
+    return std::string(width / 4 - text.size(), '0') + text;
+}
+
+std::string format_text(size_t exp, size_t mant)
+{
+    return std::to_string(exp) + " " + std::to_string(mant + 1); // the hidden bit counts
+}
+
+} // namespace
+
+const char* SmtLibTermPrinter::plain_name(SymbolTag::tag tag)
 {
     switch (tag) {
     case SymbolTag::TRUE:
@@ -150,90 +234,20 @@ const char* plain_name(SymbolTag::tag tag)
     }
 }
 
-/// Words that are no symbols without bars.
-constexpr std::string_view RESERVED_WORDS[] = {"!",
-                                               "_",
-                                               "as",
-                                               "let",
-                                               "forall",
-                                               "exists",
-                                               "match",
-                                               "par",
-                                               "BINARY",
-                                               "DECIMAL",
-                                               "HEXADECIMAL",
-                                               "NUMERAL",
-                                               "STRING",
-                                               "assert",
-                                               "check-sat",
-                                               "check-sat-assuming",
-                                               "declare-const",
-                                               "declare-datatype",
-                                               "declare-datatypes",
-                                               "declare-fun",
-                                               "declare-sort",
-                                               "define-const",
-                                               "define-fun",
-                                               "define-fun-rec",
-                                               "define-funs-rec",
-                                               "define-sort",
-                                               "echo",
-                                               "exit",
-                                               "get-assertions",
-                                               "get-assignment",
-                                               "get-info",
-                                               "get-model",
-                                               "get-option",
-                                               "get-proof",
-                                               "get-unsat-assumptions",
-                                               "get-unsat-core",
-                                               "get-value",
-                                               "pop",
-                                               "push",
-                                               "reset",
-                                               "reset-assertions",
-                                               "set-info",
-                                               "set-logic",
-                                               "set-option"};
-
-bool is_simple_name(const std::string& name)
+bool SmtLibTermPrinter::is_reserved(const std::string& name) const
 {
-    constexpr std::string_view marks = "!$%&*+-./<=>?@^_~";
-    if (name.empty() || (name[0] >= '0' && name[0] <= '9')) {
-        return false;
-    }
-    const auto is_plain = [marks](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               marks.find(c) != std::string_view::npos;
-    };
-    return std::all_of(name.begin(), name.end(), is_plain) &&
-           std::find(std::begin(RESERVED_WORDS), std::end(RESERVED_WORDS), name) ==
-               std::end(RESERVED_WORDS);
-}
-
-std::string binary(const QNumber& value, size_t width)
-{
-    std::string text(width, '0');
-    for (size_t i = 0; i < width; ++i) {
-        if (BVNumber::test_bit(value, i)) {
-            text[width - 1 - i] = '1';
+    static const hsh::HashSet<std::string> names = [] {
+        hsh::HashSet<std::string> all;
+        for (int tag = 0; tag <= SymbolTag::EXISTS; ++tag) {
+            if (const char* plain = plain_name(static_cast<SymbolTag::tag>(tag))) {
+                all.insert(plain);
+            }
         }
-    }
-    return text;
+        all.erase("pi");
+        return all;
+    }();
+    return names.contains(name);
 }
-
-std::string hexadecimal(const QNumber& value, size_t width)
-{
-    std::string text = value.num_to_mpz().get_str(16);
-    return std::string(width / 4 - text.size(), '0') + text;
-}
-
-std::string format_text(size_t exp, size_t mant)
-{
-    return std::to_string(exp) + " " + std::to_string(mant + 1); // the hidden bit counts
-}
-
-} // namespace
 
 std::string SmtLib2TermPrinter::to_smtlib(const std::string& name)
 {
@@ -428,7 +442,7 @@ std::string SmtLib2TermPrinter::symbol_to_smtlib(const Symbol* s)
     throw make_error<error>("can't print interpreted symbol ", s->get_name(), " in SMT-LIB format");
 }
 
-void SmtLib2TermPrinter::print_arguments(const Term_* t, std::string head, Items& out)
+void SmtLibTermPrinter::print_arguments(const Term_* t, std::string head, Items& out)
 {
     const Symbol* s = t->get_symbol();
     out.push_back({nullptr, "(" + std::move(head), false});
@@ -482,7 +496,7 @@ bool SmtLib2TermPrinter::print_special(const Term_* t, Items& out)
     return false;
 }
 
-void SmtLib2TermPrinter::print_term_and_children(const Term_* t, Items& out)
+void SmtLibTermPrinter::print_term_and_children(const Term_* t, Items& out)
 {
     std::string text = literal(t, false);
     if (text.empty()) {
@@ -498,7 +512,35 @@ void SmtLib2TermPrinter::print_term_and_children(const Term_* t, Items& out)
     out.push_back({nullptr, std::move(text), false});
 }
 
-void SmtLib2TermPrinter::print_as_real(const Term_* t, Items& out)
+/// A constant has no label, so its annotations are printed where it is a root only.
+void SmtLib2TermPrinter::print_term_and_children(const Term_* t, Items& out)
+{
+    const std::string annotation = t->arity() > 0 ? annotation_of(t) : std::string();
+    if (!annotation.empty()) {
+        out.push_back({nullptr, "(! ", false});
+    }
+    SmtLibTermPrinter::print_term_and_children(t, out);
+    if (!annotation.empty()) {
+        out.push_back({nullptr, annotation + ")", false});
+    }
+}
+
+/// The attributes of a term, a blank before each.
+std::string SmtLib2TermPrinter::annotation_of(const Term_* t) const
+{
+    std::string text;
+    if (annotations_) {
+        const auto it = annotations_->find(t);
+        if (it != annotations_->end()) {
+            for (const auto& [name, value] : it->second) {
+                text += " " + name + (value.empty() ? "" : " " + value);
+            }
+        }
+    }
+    return text;
+}
+
+void SmtLibTermPrinter::print_as_real(const Term_* t, Items& out)
 {
     if (tm_->is_arith_number(t)) {
         out.push_back({nullptr, literal(t, true), false});
@@ -558,14 +600,37 @@ void SmtLib2TermPrinter::print_define_end(std::ostream& out, const Term_*)
     out << ")\n";
 }
 
-void SmtLib2TermPrinter::print_formula_start(std::ostream& out, const Term_*)
+void SmtLib2TermPrinter::print_definitions(std::ostream& out, TermArgs terms)
 {
-    out << "(assert ";
+    TermSet seen;
+    TermVector once;
+    std::copy_if(terms.begin(), terms.end(), std::back_inserter(once),
+                 [&](const Term_* t) { return seen.insert(t).second; });
+    as_definitions_ = true;
+    print_formulas(out, once);
+    as_definitions_ = false;
 }
 
-void SmtLib2TermPrinter::print_formula_end(std::ostream& out, const Term_*)
+void SmtLib2TermPrinter::print_formula_start(std::ostream& out, const Term_* t)
 {
-    out << ")\n";
+    if (as_definitions_) {
+        out << "(define-fun " << to_smtlib(unused_name(".term_" + std::to_string(t->get_id())))
+            << " () " << to_smtlib(TermManager::get_type(t)) << " ";
+    } else {
+        out << "(assert ";
+    }
+    if (!annotation_text_.empty() || (t->arity() == 0 && !annotation_of(t).empty())) {
+        out << "(! ";
+    }
+}
+
+void SmtLib2TermPrinter::print_formula_end(std::ostream& out, const Term_* t)
+{
+    std::string annotation = annotation_text_.empty() ? "" : " " + annotation_text_;
+    if (t->arity() == 0) {
+        annotation += annotation_of(t);
+    }
+    out << annotation << (annotation.empty() ? ")\n" : "))\n");
 }
 
 void SmtLib2TermPrinter::print_start(std::ostream& out)

@@ -24,7 +24,7 @@ bool type_less(const DataType* a, const DataType* b)
 std::string TermPrinter::unused_name(const std::string& base)
 {
     std::string name = base;
-    for (size_t i = 0; !used_names_.insert(name).second; ++i) {
+    for (size_t i = 0; is_reserved(name) || !used_names_.insert(name).second; ++i) {
         name = base + "_" + std::to_string(i);
     }
     return name;
@@ -37,8 +37,10 @@ const std::string& TermPrinter::name_of(const Symbol* symbol)
         std::string base = symbol->get_name();
         if (tm_->is_variable(symbol)) {
             base.erase(0, 1); // the mark of variables
+            names_[symbol] = quote_variable(unused_name(clean(base)));
+        } else {
+            names_[symbol] = quote(unused_name(clean(base)));
         }
-        names_[symbol] = quote(unused_name(clean(base)));
         it = names_.find(symbol);
     }
     return it->second;
@@ -79,6 +81,9 @@ void TermPrinter::collect(TermArgs roots)
         }
         const Symbol* s = t->get_symbol();
         has_variables = has_variables || tm_->is_variable(s);
+        if (t == tm_->make_pi()) {
+            used_names_.insert("pi"); // a user symbol may have this name where the number is not
+        }
         if (seen_symbols.insert(s).second) {
             types.push_back(s->get_type());
             if (!tm_->is_interpreted(s) && !tm_->is_variable(s)) {
@@ -126,7 +131,7 @@ void TermPrinter::make_label(const Term_* t)
 {
     const std::string& prefix = config_->defines_prefix;
     const std::string base = (prefix.empty() ? ".def_" : prefix) + std::to_string(t->get_id());
-    labels_[t] = quote(unused_name(clean(base)));
+    labels_[t] = quote_label(unused_name(clean(base)), t);
 }
 
 void TermPrinter::print_formula(std::ostream& out, const Term_* term)
@@ -204,7 +209,7 @@ void TermPrinter::print_shared(std::ostream& out, const Term_* root, bool as_let
             }
             print_let_start(out, label->second);
             print_nested(out, t, true);
-            out << ")) ";
+            out << let_body();
             ++*lets;
         } else {
             print_define_start(out, t, label->second);

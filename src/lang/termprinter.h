@@ -67,6 +67,8 @@ protected:
     /// The binding of shared parts inside a single term, or inside a formula when `use_defines` is
     /// off.
     virtual void print_let_start(std::ostream& out, const std::string& label) = 0;
+    /// What stands between a binding and its body.
+    virtual const char* let_body() const { return ")) "; }
     virtual void print_let_end(std::ostream& out, size_t count) = 0;
 
     /// Whether shared parts become definitions of the script rather than bindings inside.
@@ -74,10 +76,21 @@ protected:
 
     /// The printed name of a user symbol or variable, unique within the text.
     const std::string& name_of(const Symbol* symbol);
+    /// Whether no user symbol can have this name in a text.
+    virtual bool is_reserved(const std::string& name) const = 0;
     /// A name close to `name` that the language can write.
     virtual std::string clean(const std::string& name) const = 0;
     /// The text of a clean name.
     virtual std::string quote(const std::string& name) const = 0;
+    /// The text of a clean name as that of a bound variable.
+    virtual std::string quote_variable(const std::string& name) const { return quote(name); }
+    /// The text of a clean name as the label of a term.
+    virtual std::string quote_label(const std::string& name, const Term_*) const
+    {
+        return quote(name);
+    }
+    /// `base`, or something longer if the text has this name already.
+    std::string unused_name(const std::string& base);
     /// The free bound variables of a labelled term.
     const TermVector& free_variables(const Term_* term) const;
 
@@ -89,7 +102,6 @@ private:
     void print_shared(std::ostream& out, const Term_* root, bool as_let, size_t* lets);
     void print_nested(std::ostream& out, const Term_* root, bool expand_root);
     void make_label(const Term_* t);
-    std::string unused_name(const std::string& base);
 
     hsh::HashMap<const Term_*, std::string> labels_; // shared terms; as printed
     TermSet defined_;                                // labels that were printed already

@@ -135,8 +135,8 @@ void AdHocCalculator::solve_binary(const Term_* t, const Term_* value, TermVecto
     tm_->is_bv_type(TermManager::get_type(t->child(0)), &width);
     const bool both = !args[0] && !args[1];
     if (both) {
-        const bool is_product = tag == SymbolTag::BV_MUL || tag == SymbolTag::BV_UDIV ||
-                                tag == SymbolTag::BV_SDIV;
+        const bool is_product =
+            tag == SymbolTag::BV_MUL || tag == SymbolTag::BV_UDIV || tag == SymbolTag::BV_SDIV;
         args[1] = tm_->make_bv_number(is_product ? 1 : 0, width);
     }
     const size_t open = args[0] ? 1 : 0;

@@ -9,7 +9,10 @@
 
 namespace tarq {
 
-ModelStore::ModelStore(TermManager* tm, const Options& options) : tm_(tm), options_(options), arrays_(tm) {}
+ModelStore::ModelStore(TermManager* tm, const Options& options)
+    : tm_(tm), options_(options), arrays_(tm)
+{
+}
 
 ModelStore::~ModelStore() = default;
 

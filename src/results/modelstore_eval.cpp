@@ -14,7 +14,8 @@ class ModelStore::EvaluationScope {
 public:
     explicit EvaluationScope(ModelStore& store)
         : tm_(store.tm_), typecheck_(tm_->get_typecheck()), simplify_(tm_->get_simplify()),
-          next_(tm_->get_simplifier()), simplifier_(tm_, store.options_, &store.arrays_, inner(store))
+          next_(tm_->get_simplifier()),
+          simplifier_(tm_, store.options_, &store.arrays_, inner(store))
     {
         tm_->set_typecheck(false);
         tm_->set_simplify(true);

@@ -1,6 +1,7 @@
 // Terms as SMT-LIB 2 text: what is printed reads back as the same term.
 #include "lang/smtlibtermprinter.h"
 
+#include "lang/smtlib1termprinter.h"
 #include "lang/smtlib2parser.h"
 #include "terms/stdtermsimplifier.h"
 #include "terms/termeval.h"
@@ -37,6 +38,21 @@ protected:
         std::ostringstream out;
         SmtLib2TermPrinter(&tm, &config.printer, "", "", false).print_term(out, t);
         return out.str();
+    }
+    std::string script1(const Term_* t)
+    {
+        std::ostringstream out;
+        SmtLib1TermPrinter(&tm, &config.printer, "QF_X", "sat").print_formula(out, t);
+        return out.str();
+    }
+    std::string error_of_script1(const Term_* t)
+    {
+        try {
+            script1(t);
+        } catch (const TermPrinter::error& e) {
+            return e.get_msg();
+        }
+        return "";
     }
     const Term_* read(const std::string& text)
     {
@@ -225,6 +241,106 @@ TEST_F(PrinterTest, text_is_linear_in_a_shared_graph_and_depth_is_no_trouble)
     EXPECT_LT(script(shared, true).size(), size_t{20000} * 300);
     expect_round_trip(shared);
     expect_round_trip(deep);
+}
+
+TEST_F(PrinterTest, names_of_the_language_are_not_given_to_user_symbols)
+{
+    const Term_* x = constant("select", tm.get_real_type());
+    const Term_* user_pi = constant("pi", tm.get_real_type());
+    EXPECT_NE(script(tm.make_leq(x, user_pi), false).find("(<= select_0 pi)"), std::string::npos);
+    // where the number occurs, the constant is called otherwise
+    const std::string both = script(tm.make_leq(user_pi, tm.make_pi()), false);
+    EXPECT_NE(both.find("(<= pi_0 pi)"), std::string::npos) << both;
+    std::istringstream alone(term(tm.make_leq(user_pi, x)));
+    EXPECT_EQ(alone.str(), "(<= pi select_0)");
+}
+
+TEST_F(PrinterTest, version_1_has_its_own_declarations_numbers_and_bindings)
+{
+    const DataType* sort = tm.get_simple_type("a sort");
+    const Term_* u = constant("u", sort);
+    const Term_* v = constant("2|v", sort);
+    const Term_* p = constant("p", tm.get_bool_type());
+    const Symbol* f = tm.make_symbol("f", tm.get_function_type({sort}, sort));
+    const Symbol* q = tm.make_symbol("q", tm.get_function_type({sort}, tm.get_bool_type()));
+    const Term_* fu = tm.make_uninterpreted_function(f, TermArgs(&u, 1));
+    const Term_* qf = tm.make_uninterpreted_function(q, TermArgs(&fu, 1));
+    const Term_* either = tm.make_or(qf, tm.make_equal(fu, v));
+    const Term_* t = tm.make_and(either, tm.make_iff(p, qf));
+    const std::string f_label = "?x.def_" + std::to_string(fu->get_id());
+    const std::string q_label = "$x.def_" + std::to_string(qf->get_id());
+    EXPECT_EQ(script1(t), "(benchmark unnamed\n:status sat\n:logic QF_X\n"
+                          ":source { printed by Tarq }\n:extrasorts (a_sort)\n"
+                          ":extrafuns ((x2_v a_sort))\n:extrafuns ((f a_sort a_sort))\n"
+                          ":extrapreds ((p))\n:extrapreds ((q a_sort))\n"
+                          ":extrafuns ((u a_sort))\n\n:formula\n"
+                          "(let (" +
+                              f_label + " (f u)) (flet (" + q_label + " (q " + f_label +
+                              ")) (and (or " + q_label + " (= x2_v " + f_label + ")) (iff p " +
+                              q_label + "))))\n)\n");
+    const Term_* x = constant("x", tm.get_real_type());
+    EXPECT_NE(script1(tm.make_leq(x, tm.make_number(QNumber(-3, 2)))).find("(<= x (/ (~ 3) 2))"),
+              std::string::npos);
+    const Term_* w = constant("w", tm.get_bv_type(8));
+    const Term_* a = constant("a", tm.get_array_type(tm.get_bv_type(4), tm.get_bv_type(8)));
+    const Term_* low = tm.make_bv_extract(3, 0, w);
+    const std::string words =
+        script1(tm.make_bv_ult(tm.make_array_read(a, low), tm.make_bv_number(7, 8)));
+    EXPECT_NE(words.find(":extrafuns ((a Array[4:8]))"), std::string::npos);
+    EXPECT_NE(words.find("(bvult (select a (extract[3:0] w)) bv7[8])"), std::string::npos) << words;
+}
+
+TEST_F(PrinterTest, version_1_refuses_what_it_has_no_form_for)
+{
+    tm.set_refuse_bool_args(false);
+    const DataType* truth = tm.get_bool_type();
+    const Term_* p = constant("p", truth);
+    const Symbol* f = tm.make_symbol("f", tm.get_function_type({truth}, truth));
+    const Term_* a = constant("a", tm.get_array_type(tm.get_int_type(), tm.get_bv_type(8)));
+    const Term_* b = constant("b", tm.get_array_type(tm.get_bv_type(8), tm.get_int_type()));
+    const Term_* r = constant("r", tm.get_fp_type(5, 10));
+    EXPECT_EQ(error_of_script1(tm.make_uninterpreted_function(f, TermArgs(&p, 1))),
+              "SMT-LIB v1 format doesn't have an explicit Bool type");
+    EXPECT_NE(error_of_script1(tm.make_equal(a, constant("c", TermManager::get_type(a))))
+                  .find("unsupported index type for Array: "),
+              std::string::npos);
+    EXPECT_NE(error_of_script1(tm.make_equal(b, constant("d", TermManager::get_type(b))))
+                  .find("unsupported element type for Array: "),
+              std::string::npos);
+    EXPECT_NE(error_of_script1(tm.make_fp_equal(r, r)).find(" in SMT-LIB "), std::string::npos);
+}
+
+TEST_F(PrinterTest, annotations_stand_where_their_terms_are)
+{
+    const Term_* x = constant("x", tm.get_int_type());
+    const Term_* p = constant("p", tm.get_bool_type());
+    const Term_* sum = tm.make_plus(x, tm.make_number(1));
+    const Term_* atom = tm.make_leq(sum, tm.make_number(5));
+    SmtLib2TermPrinter::Annotations annotations;
+    annotations[sum].emplace_back(":named", "s");
+    annotations[p].emplace_back(":weight", "3");
+    annotations[atom].emplace_back(":named", "|an atom|");
+    annotations[atom].emplace_back(":kind", "(a b)");
+    std::ostringstream out;
+    const Term_* roots[] = {atom, p, sum, atom};
+    SmtLib2TermPrinter(&tm, &config.printer, "", "", true, &annotations)
+        .print_definitions(out, roots);
+    std::istringstream in(out.str());
+    SmtLib2Parser parser(&tm, true);
+    parser.parse(in);
+    size_t found = 0;
+    for (const auto& [t, attributes] : annotations) {
+        const auto* read_back = parser.get_annotations(t);
+        ASSERT_TRUE(read_back) << out.str();
+        EXPECT_EQ(read_back->size(), attributes.size()) << out.str();
+        found += read_back->size();
+    }
+    EXPECT_EQ(found, 4u);
+    std::ostringstream asserted;
+    SmtLib2TermPrinter printer(&tm, &config.printer, "", "", false);
+    printer.set_annotation_text(":named top");
+    printer.print_formula(asserted, p);
+    EXPECT_NE(asserted.str().find("(assert (! p :named top))\n"), std::string::npos);
 }
 
 /// Reading builds a term anew, which may simplify it further; after that, printing and reading

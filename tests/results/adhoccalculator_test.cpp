@@ -59,7 +59,8 @@ protected:
     {
         TermVector args;
         for (size_t i = 0; i < types.size(); ++i) {
-            args.push_back(constant("c" + std::to_string(args.size()) + types[i]->to_str(), types[i]));
+            args.push_back(
+                constant("c" + std::to_string(args.size()) + types[i]->to_str(), types[i]));
         }
         try_values(args, args, 0, 0, make);
     }
