@@ -2,6 +2,7 @@
 
 #include "terms/bvnumber.h"
 #include "terms/termsimpl.h"
+#include "terms/typesize.h"
 
 #include <algorithm>
 #include <utility>
@@ -66,21 +67,11 @@ const Term_* ArrayValues::make_write(const Symbol* symbol, const Term_* array, c
 /// How many values an index type has; false for those that count as infinite.
 bool ArrayValues::size_of(const DataType* type, QNumber* size) const
 {
-    size_t width = 0;
-    size_t mant = 0;
-    if (type == tm_->get_bool_type()) {
-        *size = 2;
-    } else if (type == tm_->get_rounding_type()) {
-        *size = 4;
-    } else if (tm_->is_bv_type(type, &width)) {
-        *size = BVNumber::pow2(width);
-    } else if (tm_->is_fp_type(type, &width, &mant)) {
-        // all patterns with the largest exponent but the two infinities are one value
-        *size = BVNumber::pow2(width + mant + 1) - BVNumber::pow2(mant + 1) + 3;
-    } else {
-        return false;
+    if (tm_->is_array_type(type)) {
+        return false; // their values are not listed
     }
-    return true;
+    *size = num_values(tm_, type);
+    return !size->is_zero();
 }
 
 void ArrayValues::collect_indices(const DataType* type, const QNumber& size, TermVector* out) const
