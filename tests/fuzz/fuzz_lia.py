@@ -57,9 +57,9 @@ class Generator(fuzz_uf.Generator):
         self.partial = rnd.random() < 0.3  # div, mod and to_int
         self.ites = rnd.random() < 0.2
         self.systems = self.bound and rnd.random() < 0.2  # of equations with long numbers
-        if self.systems:
-            while len(self.consts['Int']) < 4:
-                self.consts['Int'].append('i%d' % len(self.consts['Int']))
+        if self.systems:  # where few equations are in force, only the search over all values decides
+            self.bound = 3
+            self.consts['Int'] = ['i%d' % k for k in range(rnd.randint(4, 5))]
             self.values = {i: rnd.randint(-self.bound, self.bound) for i in self.consts['Int']}
         self.stock = [self.form() for _ in range(rnd.randint(1, 8))]
 
@@ -70,7 +70,7 @@ class Generator(fuzz_uf.Generator):
         terms = [(rnd.choice(HUGE) + rnd.randint(-3, 3), i) for i in names]
         value = sum(c * self.values[i] for c, i in terms)
         value += 0 if rnd.random() < 0.7 else rnd.choice((1, 6, -30, 10 ** 9))
-        return (rnd.choice(('=', '=', '=', '<=', '>=')), ('+',) + tuple(('*', number(c), i) for c, i in terms),
+        return (rnd.choice(('=', '=', '=', '=', '<=')), ('+',) + tuple(('*', number(c), i) for c, i in terms),
                 number(value))
 
     def leaf(self, depth=1):
