@@ -97,6 +97,10 @@ ConstraintEncoder::enc_fun* ConstraintEncoder::find(const Term_* t) const
     if (tag == SymbolTag::UNKNOWN) {
         return bool_args_ && encoders::has_bool_argument(tm_, t) ? bool_args_.get() : nullptr;
     }
+    if (tag == SymbolTag::ARRAY_READ || tag == SymbolTag::ARRAY_WRITE ||
+        tag == SymbolTag::ARRAY_CONST) {
+        return bool_args_ && encoders::has_bool_argument(tm_, t) ? bool_args_.get() : nullptr;
+    }
     return tag > 0 ? table_[static_cast<size_t>(tag)].get() : nullptr;
 }
 

@@ -8,6 +8,11 @@ namespace tarq::encoders {
 
 namespace {
 
+bool is_array_operation(const TermManager* tm, const Term_* t)
+{
+    return tm->is_array_read(t) || tm->is_array_write(t) || tm->is_array_const(t);
+}
+
 /// For t = f(b, x): `t = f(p, x)` and `p if and only if b`, where p applies a predicate that serves
 /// no other purpose to a constant made for b. The equality solver knows the truth of a predicate,
 /// and the search gives each a value, so congruence decides the rest: with p and q true or false
@@ -32,7 +37,9 @@ public:
             axioms.push_back(tm->make_iff(p, b));
             b = p;
         }
-        const Term_* r = tm->make_uninterpreted_function(t->get_symbol(), args);
+        const Term_* r = is_array_operation(tm, t)
+                             ? tm->do_make_term(t->get_symbol(), args)
+                             : tm->make_uninterpreted_function(t->get_symbol(), args);
         if (r != t) {
             axioms.push_back(make_definition(tm, t, r));
         }
@@ -43,7 +50,7 @@ public:
 
 bool has_bool_argument(const TermManager* tm, const Term_* t)
 {
-    return t->arity() > 0 && !tm->is_interpreted(t) &&
+    return t->arity() > 0 && (!tm->is_interpreted(t) || is_array_operation(tm, t)) &&
            std::any_of(t->children().begin(), t->children().end(), [tm](const Term_* c) {
                return TermManager::get_type(c) == tm->get_bool_type();
            });

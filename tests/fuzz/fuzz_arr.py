@@ -5,7 +5,8 @@
 
 As fuzz_uf.py, with one or two sorts of arrays on top: reads, nested writes, constant arrays, equalities,
 if-then-elses of arrays, arrays as arguments of functions, and at times arrays of arrays. Indices and
-elements are of uninterpreted sorts, integers, or bit-vectors so narrow that all indices get written.
+elements are of uninterpreted sorts, integers, truth values, or bit-vectors so narrow that all indices get
+written.
 With --models the values of all constants after each sat answer, arrays among them, are confirmed, too.
 
 Failures are shrunk, printed and saved as by fuzz_uf.py. Python 3 standard library only.
@@ -31,7 +32,7 @@ class Generator(fuzz_uf.Generator):
     def __init__(self, rnd, logic):
         self.rnd = rnd
         self.logic = logic
-        base = ['U', 'V', 'Int', '(_ BitVec 1)', '(_ BitVec 2)']
+        base = ['U', 'V', 'Int', '(_ BitVec 1)', '(_ BitVec 2)', 'Bool']
         index, element = rnd.choice(base), rnd.choice(base)
         self.arrays = {'(Array %s %s)' % (index, element): (index, element)}
         if rnd.random() < 0.3:

@@ -28,6 +28,11 @@ const Term_* SolverBase::representative(const Term_* t) const
     return euf_->get_representative(t);
 }
 
+bool SolverBase::is_formula(const Term_* t) const
+{
+    return TermManager::get_type(t) == tm_->get_bool_type();
+}
+
 bool SolverBase::is_array(const Term_* t) const
 {
     return tm_->is_array_type(TermManager::get_type(t));
@@ -73,11 +78,24 @@ bool SolverBase::tell_atom(const Term_* atom)
     return false;
 }
 
+/// Whether the truth of all formulas that are arguments is known to the closure. Of others there is
+/// an equal term for which that holds.
+bool SolverBase::has_plain_arguments(const Term_* t) const
+{
+    return std::all_of(t->children().begin(), t->children().end(), [this](const Term_* c) {
+        return !is_formula(c) || tm_->is_true(c) || tm_->is_false(c) ||
+               tm_->is_uninterpreted_function(c);
+    });
+}
+
 void SolverBase::tell_term(const Term_* t)
 {
     if (is_array(t)) {
         arrays_.push_back(t);
         undo_.push_back({Undo::ARRAY, t});
+    }
+    if (!has_plain_arguments(t)) {
+        return;
     }
     const bool is_read = tm_->is_array_read(t);
     const bool is_write = tm_->is_array_write(t);
@@ -166,6 +184,10 @@ void SolverBase::group()
     }
     read_infos_.clear();
     for (const Term_* r : reads_) {
+        if (is_formula(r) && !tm_->is_true(representative(r)) &&
+            !tm_->is_false(representative(r))) {
+            continue; // it may still get any
+        }
         const uint32_t c = class_of(r->child(0));
         classes_[c].reads.push_back(static_cast<uint32_t>(read_infos_.size()));
         read_infos_.push_back({r, key_of(r->child(1)), key_of(r), c});
@@ -197,11 +219,14 @@ void SolverBase::make_write_lemmas()
 {
     for (const Term_* w : writes_) {
         if (!writes_done_.contains(w)) {
-            std::vector<TheoryLit> clause;
-            if (!add_equality(clause, make_read(w, w->child(1)), w->child(2), false)) {
+            std::vector<std::vector<TheoryLit>> clauses{{}};
+            add_equality_fully(clauses, make_read(w, w->child(1)), w->child(2), false);
+            if (!clauses.empty()) {
                 writes_done_.insert(w);
-                push_lemma(Kind::WRITE, w, nullptr, std::move(clause));
                 ++num_write_lemmas_;
+            }
+            for (std::vector<TheoryLit>& clause : clauses) {
+                push_lemma(Kind::WRITE, w, nullptr, std::move(clause));
             }
         }
     }
@@ -216,17 +241,59 @@ const Term_* SolverBase::make_read(const Term_* array, const Term_* index)
     return tm_->make_array_read(array, index);
 }
 
+/// Appends the literal of a formula, which must be an atom or a truth value. One that is false is
+/// left out. Returns true when it is true.
+bool SolverBase::add_truth(std::vector<TheoryLit>& clause, const Term_* f, bool value)
+{
+    if (tm_->is_true(f) || tm_->is_false(f)) {
+        return tm_->is_true(f) == value;
+    }
+    clause.emplace_back(f, !value);
+    return false;
+}
+
 /// Appends the literal; one that is false is left out. Returns true when it is true, so that the
-/// clause is no use.
+/// clause is no use. Of an equality of formulas, which is no literal, the clause gets as much as is
+/// false in the assignment at hand, where the equality is taken to be.
 bool SolverBase::add_equality(std::vector<TheoryLit>& clause, const Term_* a, const Term_* b,
                               bool negated)
 {
+    if (is_formula(a) && a != b) {
+        const bool x = tm_->is_true(representative(a));
+        const bool y = negated ? x : !x;
+        const bool first = add_truth(clause, a, !x);
+        return add_truth(clause, b, !y) || first;
+    }
     const Term_* eq = make_interface_equality(tm_, a, b);
     if (tm_->is_true(eq) || tm_->is_false(eq)) {
         return tm_->is_true(eq) != negated;
     }
     clause.emplace_back(eq, negated);
     return false;
+}
+
+/// Appends the literal to each of the clauses, which are doubled for formulas; those that get true
+/// go.
+void SolverBase::add_equality_fully(std::vector<std::vector<TheoryLit>>& clauses, const Term_* a,
+                                    const Term_* b, bool negated)
+{
+    std::vector<std::vector<TheoryLit>> out;
+    for (std::vector<TheoryLit>& c : clauses) {
+        if (!is_formula(a) || a == b) {
+            if (!add_equality(c, a, b, negated)) {
+                out.push_back(std::move(c));
+            }
+            continue;
+        }
+        for (bool x : {false, true}) {
+            std::vector<TheoryLit> copy = c;
+            const bool first = add_truth(copy, a, x);
+            if (!add_truth(copy, b, negated ? x : !x) && !first) {
+                out.push_back(std::move(copy));
+            }
+        }
+    }
+    clauses = std::move(out);
 }
 
 /// Appends the negation of why two terms of one class are equal.

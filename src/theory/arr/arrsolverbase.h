@@ -134,11 +134,15 @@ protected:
 
     void poll() const;
     bool is_array(const Term_* t) const;
+    bool is_formula(const Term_* t) const;
     const Term_* representative(const Term_* t) const;
     uint32_t class_of(const Term_* array) const;
 
     const Term_* make_read(const Term_* array, const Term_* index);
     bool add_equality(std::vector<TheoryLit>& clause, const Term_* a, const Term_* b, bool negated);
+    bool add_truth(std::vector<TheoryLit>& clause, const Term_* f, bool value);
+    void add_equality_fully(std::vector<std::vector<TheoryLit>>& clauses, const Term_* a,
+                            const Term_* b, bool negated);
     void add_reasons(std::vector<TheoryLit>& clause, const Term_* a, const Term_* b);
     const Term_* add_step(std::vector<TheoryLit>& clause, const Term_* at, const Term_* index,
                           const Term_* write, bool down);
@@ -161,7 +165,7 @@ protected:
 
     // of one check
     std::vector<Class> classes_;
-    std::vector<Read> read_infos_; // by place in reads_
+    std::vector<Read> read_infos_; // those of reads_ that have a key
     std::vector<Visit> visits_;    // of the newest walk, by class
     uint32_t stamp_ = 0;
     std::vector<uint32_t> queue_;
@@ -183,6 +187,7 @@ private:
     using PositionKey = std::pair<uint64_t, uint64_t>;
 
     void tell_term(const Term_* t);
+    bool has_plain_arguments(const Term_* t) const;
     bool join_constants(const Term_* first);
     bool instantiate_everywhere(const Term_* constant);
     void list_positions(std::vector<TermVector>& lists);

@@ -61,20 +61,23 @@ bool SolverBase::instantiate_everywhere(const Term_* constant)
     const DataType* index = nullptr;
     tm_->is_array_type(TermManager::get_type(constant), &index);
     size_t width = 0;
-    if (!tm_->is_bv_type(index, &width)) {
+    const bool by_truth = index == tm_->get_bool_type();
+    if (!by_truth && !tm_->is_bv_type(index, &width)) {
         throw make_error<Exception>("constant arrays over the small index type ", index->to_str(),
                                     " are not supported");
     }
     bool made = false;
     const QNumber size = num_values(tm_, index);
     for (QNumber i; i < size; i += 1L) {
-        const Term_* at = tm_->make_bv_number(i, width);
+        const Term_* at = by_truth ? tm_->make_bool(!i.is_zero()) : tm_->make_bv_number(i, width);
         if (!consts_done_.insert({constant, at}).second) {
             continue;
         }
-        std::vector<TheoryLit> clause;
-        add_equality(clause, make_read(constant, at), constant->child(0), false);
-        push_lemma(Kind::CONSTANT, constant, at, std::move(clause));
+        std::vector<std::vector<TheoryLit>> clauses{{}};
+        add_equality_fully(clauses, make_read(constant, at), constant->child(0), false);
+        for (std::vector<TheoryLit>& clause : clauses) {
+            push_lemma(Kind::CONSTANT, constant, at, std::move(clause));
+        }
         ++num_const_lemmas_;
         made = true;
     }
@@ -187,11 +190,18 @@ void SolverBase::make_ext_lemma(const Term_* a, const Term_* b)
     }
     const DataType* index = nullptr;
     tm_->is_array_type(TermManager::get_type(a), &index);
-    const Symbol* symbol = tm_->make_symbol(".idx" + std::to_string(eq->get_id()), index);
-    const Term_* k = tm_->make_constant(symbol);
-    std::vector<TheoryLit> clause{TheoryLit(eq, false)};
-    add_equality(clause, make_read(a, k), make_read(b, k), true);
-    push_lemma(Kind::EXTENSIONALITY, eq, nullptr, std::move(clause));
+    TermVector indices{tm_->make_true(), tm_->make_false()}; // of a truth value there are no others
+    if (index != tm_->get_bool_type()) {
+        const Symbol* symbol = tm_->make_symbol(".idx" + std::to_string(eq->get_id()), index);
+        indices = {tm_->make_constant(symbol)};
+    }
+    std::vector<std::vector<TheoryLit>> clauses{{TheoryLit(eq, false)}};
+    for (const Term_* k : indices) {
+        add_equality_fully(clauses, make_read(a, k), make_read(b, k), true);
+    }
+    for (std::vector<TheoryLit>& clause : clauses) {
+        push_lemma(Kind::EXTENSIONALITY, eq, nullptr, std::move(clause));
+    }
     ++num_ext_lemmas_;
 }
 

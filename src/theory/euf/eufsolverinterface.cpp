@@ -75,7 +75,7 @@ void EufSolverInterface::propagate(const Term_* a, const Term_* b)
 bool EufSolverInterface::owns_atom(const Term_* t) const
 {
     if (!tm_->is_equal(t)) {
-        return tm_->is_uninterpreted_function(t);
+        return tm_->is_uninterpreted_function(t) || tm_->is_array_read(t);
     }
     return std::any_of(t->children().begin(), t->children().end(),
                        [this](const Term_* side) { return tm_->is_uninterpreted_function(side); });
