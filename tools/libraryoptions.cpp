@@ -26,11 +26,14 @@ struct LogicSetting {
 
 // Words alone: without a solver for equalities their term-ITEs become circuits, and of the three
 // conversions to clauses the one by cut mapping finds most of what two circuits have in common.
+// Where indices are integers that interface equalities would have to compare, arrays are checked by
+// the values of a model.
 constexpr LogicSetting LOGIC_SETTINGS[] = {
     {"QF_BV", "theory.euf.enabled", "false"},   {"QF_BV", "theory.la.enabled", "false"},
     {"QF_BV", "theory.bv.bit_blast_mode", "2"}, {"QF_FP", "theory.euf.enabled", "false"},
     {"QF_FP", "theory.la.enabled", "false"},    {"QF_BVFP", "theory.euf.enabled", "false"},
     {"QF_BVFP", "theory.la.enabled", "false"},  {"QF_BVFP", "theory.bv.bit_blast_mode", "2"},
+    {"QF_AUFLIA", "theory.arr.mode", "1"},
 };
 
 bool is_tuned(std::string_view logic)

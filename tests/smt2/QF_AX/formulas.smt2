@@ -73,3 +73,14 @@
 ; expect: ((p false)
 ; expect:  ((select (select g p) i) true))
 (pop 1)
+; one array in two forms as the argument of a function
+(push 1)
+(declare-fun f ((Array Bool Bool)) Bool)
+(assert (f (store (store e true p) false (and q (not p)))))
+(assert (not p))
+(assert (= (store (store (store e false (and q (not p))) (select e true) q) p q) (store e (select e q) p)))
+(check-sat)
+; expect: sat
+(get-value ((f (store (store e true p) false (and q (not p))))))
+; expect: (((f (store (store e true p) false (and q (not p)))) true))
+(pop 1)
