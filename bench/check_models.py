@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Has every model of a set of scripts checked, twice.
 
-  check_models.py --tarq PROGRAM [--solver z3] [--timeout S] [--jobs N] FILE-OR-FOLDER...
+  check_models.py --tarq PROGRAM [--solver COMMAND]... [--timeout S] [--jobs N] FILE-OR-FOLDER...
 
 After each satisfiable query of a script, incremental ones included, the model is asked for, and the
 value of every formula in force. (1) All of these values have to be true. (2) The declarations of the
@@ -109,11 +109,11 @@ class Query:
         self.rest += [f"(assert {a})" for a in assumptions]
 
 
-def ask(path):
+def ask(text):
     """The script with questions, and its queries."""
     out = ["(set-option :produce-models true)"]
     scopes, queries = [[]], []
-    for c in commands(path.read_text()):
+    for c in commands(text):
         word = head(c)
         if word == "exit":
             break
@@ -175,18 +175,20 @@ def confirm(query, model, args):
     lines += [d for d in definitions if name_of(d) in wanted]
     lines += query.rest
     lines.append("(check-sat)")
-    try:
-        verdict = subprocess.run(
-            args.solver.split() + ["-in"], input="\n".join(lines), capture_output=True, text=True,
-            timeout=args.timeout * 3
-        ).stdout.strip()
-    except subprocess.TimeoutExpired:
-        return "unchecked", ""
-    if verdict == "sat":
-        return "confirmed", ""
-    if "error" not in verdict and "unsat" not in verdict:
-        return "unchecked", verdict
-    return "FAILED", verdict[:300]
+    verdict = ""
+    for solver in args.solver or ["z3 -in", "cvc5 -q --lang smt2"]:
+        try:
+            verdict = subprocess.run(
+                solver.split(), input="\n".join(lines), capture_output=True, text=True,
+                timeout=args.timeout * 3
+            ).stdout.strip()
+        except (subprocess.TimeoutExpired, FileNotFoundError):
+            continue
+        if verdict == "sat":
+            return "confirmed", ""
+        if verdict == "unsat" or "error" in verdict:
+            return "FAILED", verdict[:300]
+    return "unchecked", verdict[:300]
 
 
 def judge(query, answer, model, values, args):
@@ -201,9 +203,9 @@ def judge(query, answer, model, values, args):
     return confirm(query, model, args)
 
 
-def check(path, args):
+def check(text, args):
     """The verdicts on the queries of one script, each with a text."""
-    script, queries = ask(path)
+    script, queries = ask(text)
     command = [args.tarq, "-", *args.options.split()]
     late = False
     try:
@@ -229,7 +231,8 @@ def check(path, args):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--tarq", required=True)
-    parser.add_argument("--solver", default="z3")
+    parser.add_argument("--solver", action="append", help="command that reads a script; several are asked "
+                        "in turn until one answers")
     parser.add_argument("--options", default="", help="for the program")
     parser.add_argument("--timeout", type=float, default=10)
     parser.add_argument("--jobs", type=int, default=1)
@@ -241,7 +244,7 @@ def main():
         files += sorted(p.rglob("*.smt2")) if p.is_dir() else [p]
     counts = collections.Counter()
     with concurrent.futures.ThreadPoolExecutor(args.jobs) as pool:
-        for path, verdicts in zip(files, pool.map(lambda p: check(p, args), files)):
+        for path, verdicts in zip(files, pool.map(lambda p: check(p.read_text(), args), files)):
             for i, (word, text) in enumerate(verdicts):
                 counts[word] += 1
                 if word == "FAILED" or args.verbose and word in ("refused", "unchecked"):

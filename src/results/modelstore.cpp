@@ -132,7 +132,7 @@ void ModelStore::note_used(const Term_* value)
 /// functions, indices and elements. A fresh value must not make two of them equal that differ.
 void ModelStore::note_compared(const ModelSource& source, TermArgs roots, const TermMap& raw)
 {
-    TermSet seen;
+    TermSet& seen = problem_terms_;
     TermVector stack(roots.begin(), roots.end());
     while (!stack.empty()) {
         const Term_* t = stack.back();
@@ -244,6 +244,10 @@ const Term_* ModelStore::value_of_leaf(const Term_* representative)
         return it->second;
     }
     const Term_* value = fresh_value(TermManager::get_type(representative));
+    if (!value && !problem_terms_.contains(representative)) {
+        // an element that some array has where nothing is read
+        value = get_default_value(TermManager::get_type(representative));
+    }
     if (!value) {
         throw make_error<error>("Impossible to assign a concrete model value to ",
                                 representative->to_str(1000));

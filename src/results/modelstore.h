@@ -138,11 +138,12 @@ private:
 
     TermVector formulas_;
     ArrayValues arrays_;
-    TermMap values_;      // constants, points, and atoms without the full model
-    TermMap definitions_; // replaced symbols
-    TermMap classes_;     // representative of a class without a value of its own to its value
-    TermSet used_;        // values that a fresh one must differ from
-    QNumber next_number_; // above all numbers in use
+    TermMap values_;        // constants, points, and atoms without the full model
+    TermMap definitions_;   // replaced symbols
+    TermMap classes_;       // representative of a class without a value of its own to its value
+    TermSet problem_terms_; // at and below the atoms, when some class has no value of its own
+    TermSet used_;          // values that a fresh one must differ from
+    QNumber next_number_;   // above all numbers in use
     hsh::HashMap<const DataType*, const Term_*> defaults_;
     hsh::HashMap<const DataType*, size_t> next_abstract_;
     TermMap memo_; // of evaluate
