@@ -204,6 +204,51 @@ TEST_F(ApiModelTest, terms_print_as_scripts_and_alone)
     EXPECT_EQ(message().rfind("can't print interpreted symbol ", 0), 0u) << message();
 }
 
+TEST_F(ApiModelTest, named_and_annotated_terms_come_back)
+{
+    const tarq_term terms[] = {apply(u), p, apply(u)};
+    const char* names[] = {"first", "a name", "again"};
+    const std::string named = take(tarq_named_list_to_smtlib2(e, 3, names, terms));
+    size_t n = 0;
+    char** texts = nullptr;
+    tarq_term* read = nullptr;
+    ASSERT_EQ(tarq_named_list_from_smtlib2(e, named.c_str(), &n, &texts, &read), 0) << named;
+    ASSERT_EQ(n, 3u) << named;
+    for (size_t i = 0; i < n; ++i) {
+        const bool is_p = std::string(texts[i]) == "a name";
+        EXPECT_EQ(read[i].repr, is_p ? p.repr : terms[0].repr);
+        tarq_free(texts[i]);
+    }
+    tarq_free(texts);
+    tarq_free(read);
+    const char* annots[] = {"weight", "3", ":kind", "(x y)", "weight", "4"};
+    std::FILE* file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(tarq_annotated_list_to_smtlib2_file(e, 3, terms, annots, file), 0);
+    std::rewind(file);
+    ASSERT_EQ(tarq_annotated_list_from_smtlib2_file(e, file, &n, &read, &texts), 0);
+    std::fclose(file);
+    ASSERT_EQ(n, 3u);
+    std::string all;
+    for (size_t i = 0; i < n; ++i) {
+        all += std::string(read[i].repr == p.repr ? "p " : "f ") + texts[2 * i] + "=" +
+               texts[2 * i + 1] + ";";
+        tarq_free(texts[2 * i]);
+        tarq_free(texts[2 * i + 1]);
+    }
+    tarq_free(texts);
+    tarq_free(read);
+    EXPECT_NE(all.find("p kind=(x y);"), std::string::npos) << all;
+    EXPECT_NE(all.find("f weight=3;"), std::string::npos) << all;
+    EXPECT_NE(all.find("f weight=4;"), std::string::npos) << all;
+    const std::string old = take(tarq_to_smtlib1(e, p));
+    EXPECT_EQ(old.rfind("(benchmark unnamed\n", 0), 0u) << old;
+    EXPECT_EQ(tarq_to_smtlib1_file(e, p, nullptr), -1);
+    const tarq_term x = constant("x", tarq_get_fp_type(e, 5, 10));
+    EXPECT_EQ(tarq_to_smtlib1(e, tarq_make_fp_isnan(e, x)), nullptr);
+    EXPECT_EQ(message().rfind("type ", 0), 0u) << message();
+}
+
 TEST_F(ApiModelTest, toplevel_simplification_keeps_what_is_protected)
 {
     const tarq_term t = tarq_make_and(e, tarq_make_iff(e, p, q), tarq_make_eq(e, u, apply(v)));
