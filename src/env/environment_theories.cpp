@@ -110,9 +110,6 @@ bool Environment::Solvers::decides_type(const TermManager* tm, const DataType* t
     const auto has = [this](TheoryManager::SolverIndex i) {
         return theories->get_tsolver(i) != nullptr;
     };
-    if (type == tm->get_bool_type()) {
-        return false; // as an index or element of arrays; atoms are nobody's values
-    }
     if (tm->is_bv_type(type)) {
         return has(TheoryManager::BV);
     }
