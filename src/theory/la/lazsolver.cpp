@@ -68,18 +68,27 @@ bool Solver::is_int_sum(int var) const
                        [this](const VarCoeff& t) { return t.coeff.is_int() && is_int_var(t.var); });
 }
 
+/// Brings the list of integer variables up to date.
+void Solver::collect_int_vars()
+{
+    if (int_vars_version_ == mapper_->version() + 1) {
+        return;
+    }
+    int_vars_version_ = mapper_->version() + 1;
+    int_vars_.clear();
+    for (int v = 1; v < mapper_->end_of_variables(); ++v) {
+        if (is_int_var(v)) {
+            int_vars_.push_back(v);
+        }
+    }
+    seen_fractional_ = 0;
+    integral_version_ = UINT64_MAX;
+}
+
 /// Lists the integer variables without a whole value. Returns whether there are any.
 bool Solver::collect_fractional()
 {
-    if (int_vars_version_ != mapper_->version() + 1) {
-        int_vars_version_ = mapper_->version() + 1;
-        int_vars_.clear();
-        for (int v = 1; v < mapper_->end_of_variables(); ++v) {
-            if (is_int_var(v)) {
-                int_vars_.push_back(v);
-            }
-        }
-    }
+    collect_int_vars();
     fractional_.clear();
     DNumber value;
     for (int v : int_vars_) {
@@ -89,6 +98,26 @@ bool Solver::collect_fractional()
         }
     }
     return !fractional_.empty();
+}
+
+/// Whether a variable of the tableau is fractional, for checks that need not know more. Looks first
+/// where there was one the last time.
+bool Solver::has_fractional()
+{
+    collect_int_vars();
+    if (integral_version_ == simplex_->value_version()) {
+        return false;
+    }
+    const size_t n = int_vars_.size();
+    for (size_t i = 0; i < n; ++i) {
+        const size_t k = seen_fractional_ + i < n ? seen_fractional_ + i : seen_fractional_ + i - n;
+        if (simplex_->is_fractional_in_tableau(int_vars_[k])) {
+            seen_fractional_ = k;
+            return true;
+        }
+    }
+    integral_version_ = simplex_->value_version();
+    return false;
 }
 
 /// The variables with a pushed constraint, each once, in the order of their first one.
@@ -114,7 +143,7 @@ Solver::Result Solver::check(bool approx)
         --approx_countdown_;
         return Result::UNDECIDED;
     }
-    if (!collect_fractional()) {
+    if (!(approx ? has_fractional() : collect_fractional())) {
         return Result::INTEGRAL;
     }
     ++stats_.calls;
@@ -131,7 +160,7 @@ Solver::Result Solver::check(bool approx)
             note_success();
             return Result::CONFLICT;
         }
-        if (!own_bounds_.empty() && !collect_fractional()) {
+        if (!approx && !own_bounds_.empty() && !collect_fractional()) {
             return Result::INTEGRAL;
         }
     }

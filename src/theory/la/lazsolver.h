@@ -118,7 +118,9 @@ private:
     }
     const la::Equation& form_of(int var) const;
     bool is_int_sum(int var) const;
+    void collect_int_vars();
     bool collect_fractional();
+    bool has_fractional();
     void bounded_vars(std::vector<int>& out) const;
     void note_success();
     void pause();
@@ -184,7 +186,9 @@ private:
     std::vector<int> source_pool_;
     std::vector<Frame> frames_;
     hsh::HashMap<int, Score> scores_;
-    int approx_countdown_ = 0; // checks to be left out
+    size_t seen_fractional_ = 0;             // where in int_vars_ there was a fractional value
+    uint64_t integral_version_ = UINT64_MAX; // of the simplex' values when there was none
+    int approx_countdown_ = 0;               // checks to be left out
     int approx_period_ = 1;
     uint64_t point_countdown_ = 0;
     uint64_t point_period_ = 1;

@@ -153,15 +153,20 @@ public:
     /// Whether the variable has a value that is no whole number.
     bool is_fractional(int var)
     {
-        if (idx(var) >= vars_.size() || !vars_[idx(var)].known) {
-            return false;
-        }
-        if (tableau_.is_eliminated(var)) {
+        if (idx(var) < vars_.size() && vars_[idx(var)].known && tableau_.is_eliminated(var)) {
             DNumber value;
             return get_abstract_value(var, &value) && !value.is_int();
         }
-        return !vars_[idx(var)].value.is_int();
+        return is_fractional_in_tableau(var);
     }
+    /// The same, but false for an eliminated variable, whose value would have to be computed.
+    bool is_fractional_in_tableau(int var) const
+    {
+        return idx(var) < vars_.size() && vars_[idx(var)].known && !tableau_.is_eliminated(var) &&
+               !vars_[idx(var)].value.is_int();
+    }
+    /// Grows whenever a variable of the tableau gets another value.
+    uint64_t value_version() const { return value_version_; }
     const DNumber& lower_bound(int var) const { return vars_[idx(var)].lower; }
     const DNumber& upper_bound(int var) const { return vars_[idx(var)].upper; }
     /// Fixes rational values, after a complete check that succeeded. All pushed constraints hold
@@ -308,6 +313,7 @@ private:
 
     std::vector<DNumber> abstract_; // of eliminated variables
     bool abstract_valid_ = false;
+    uint64_t value_version_ = 0;
     std::vector<QNumber> model_; // by variable
     std::vector<char> has_model_;
     std::vector<int> interface_vars_;

@@ -191,6 +191,7 @@ void Solver::recheck(int b)
 /// Moves a non-basic variable.
 void Solver::update(int y, const DNumber& value)
 {
+    ++value_version_;
     VariableBounds& v = vars_[idx(y)];
     theta_ = value;
     theta_ -= v.value;
@@ -209,6 +210,7 @@ void Solver::update(int y, const DNumber& value)
 void Solver::pivot_and_update(int x, int y, const DNumber& target)
 {
     ++stats_.pivots;
+    ++value_version_;
     VariableBounds& vx = vars_[idx(x)];
     VariableBounds& vy = vars_[idx(y)];
     theta_ = target;
@@ -245,6 +247,7 @@ void Solver::commit()
 void Solver::restore()
 {
     abstract_valid_ = false;
+    ++value_version_;
     for (auto& [var, value] : changed_) {
         VariableBounds& v = vars_[idx(var)];
         v.changed = false;
