@@ -192,7 +192,7 @@ private:
     bool instantiate_everywhere(const Term_* constant);
     void list_positions(std::vector<TermVector>& lists);
     bool has_witness(uint32_t a, uint32_t b);
-    bool is_irrelevant(const Term_* a, const Term_* b);
+    bool is_irrelevant(const Term_* eq) const;
     void make_ext_lemma(const Term_* a, const Term_* b);
 
     const TerminationTest* termination_test_ = nullptr;

@@ -149,8 +149,8 @@ void SolverBase::make_ext_lemmas()
         }
         const Term_* a = eq->child(0);
         const Term_* b = eq->child(1);
-        if (euf_->unmergeable_terms(a, b) && is_open(a, b) &&
-            !(config_.enable_ext_polarity && is_irrelevant(a, b))) {
+        // Each atom counts for itself: of two that say the same, one may matter.
+        if (!is_irrelevant(eq) && euf_->unmergeable_terms(a, b) && is_open(a, b)) {
             make_ext_lemma(a, b);
         }
     }
@@ -169,17 +169,10 @@ bool SolverBase::has_witness(uint32_t a, uint32_t b)
     });
 }
 
-/// Whether all atoms that say that the two differ occur positively only: the formula is satisfied
-/// without them.
-bool SolverBase::is_irrelevant(const Term_* a, const Term_* b)
+/// Whether the atom occurs positively only: the formula is satisfied without its being false.
+bool SolverBase::is_irrelevant(const Term_* eq) const
 {
-    std::vector<TheoryLit> lits;
-    if (!polarity_ || !euf_->collect_disequalities(a, b, lits)) {
-        return false;
-    }
-    return std::all_of(lits.begin(), lits.end(), [this](TheoryLit l) {
-        return !l.is_neg() || !tm_->is_equal(l.get_term()) || (*polarity_)(l.get_term()) == 2;
-    });
+    return config_.enable_ext_polarity && polarity_ && (*polarity_)(eq) == 2;
 }
 
 void SolverBase::make_ext_lemma(const Term_* a, const Term_* b)

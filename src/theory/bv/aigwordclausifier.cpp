@@ -137,7 +137,9 @@ BvLit AigWordClausifier::bit_blast(const Term_* t, ClauseSink* sink)
         }
         return label(a);
     }
-    const BvLit l = convert(a, has_proxy ? proxy : l_undef, sink);
+    // An equality of shared terms may be kept out of the search, but never a bit that it stands for.
+    const bool take = has_proxy && (!has_shared_terms_ || gates_.manager().is_and(a));
+    const BvLit l = convert(a, take ? proxy : l_undef, sink);
     if (has_proxy && l != proxy) {
         sink->clause(-l, proxy);
         sink->clause(l, -proxy);
@@ -153,6 +155,12 @@ void AigWordClausifier::bit_blast_word(const Term_* t, ClauseSink* sink, BvLitLi
     for (size_t i = 0; i < word(t).size(); ++i) {
         out->push_back(convert(word(t)[i], l_undef, sink));
     }
+}
+
+void AigWordClausifier::notify_interface_term(const Term_* t, ClauseSink* sink)
+{
+    has_shared_terms_ = true;
+    WordClausifierBase::notify_interface_term(t, sink);
 }
 
 void AigWordClausifier::set_bits(const Term_* t, ClauseSink* sink, const BvLitList& bits)

@@ -19,6 +19,7 @@ public:
     void bit_blast_word(const Term_* t, ClauseSink* sink, BvLitList* out) override;
     void set_bits(const Term_* t, ClauseSink* sink, const BvLitList& word) override;
     bool make_bits(const Term_* t, BvLitList* out, ClauseSink* sink) override;
+    void notify_interface_term(const Term_* t, ClauseSink* sink) override;
     bool bit_blast_theory_eq(BvLit lit, const Term_* a, const Term_* b, ClauseSink* sink) override;
     bool evaluate(const Term_* t, const std::function<bool(BvLit)>& value, bool fresh,
                   std::vector<bool>* out) override;
@@ -39,6 +40,7 @@ private:
     BvLit convert(Aig a, BvLit wanted, ClauseSink* sink);
 
     bool logic_synthesis_;
+    bool has_shared_terms_ = false;
     uint32_t unpolled_ = 0;             // nodes that conversions have looked at
     std::vector<BvLit> labels_;         // by node id; a label exists only with its clauses
     std::vector<uint32_t> label_trail_; // ids in the order of labelling
