@@ -265,7 +265,7 @@ void EufSolverInterface::count_congruences()
         }
         DynAckPair& p = dyn_ack_pairs_[used[i]];
         ++p.count;
-        if (!p.has_lemma && p.count == config_.dyn_ack_threshold) {
+        if (!p.has_lemma && p.count == config_.dyn_ack_threshold && has_literals(used[i])) {
             dyn_ack_queue_.push_back(used[i]);
         }
     }
@@ -304,8 +304,28 @@ LemmaInfo EufSolverInterface::get_lemma(std::vector<TheoryLit>& clause)
     return info;
 }
 
-/// Equal arguments, equal results. Equalities that are false as they stand make the clause true; it
-/// is then left as the tautology of its first application, which says nothing.
+/// Whether the equalities of arguments and results are literals. Those of formulas need not be, and
+/// one that is false as it stands makes the lemma say nothing.
+bool EufSolverInterface::has_literals(TermPair p) const
+{
+    const auto is_literal = [this](const Term_* a, const Term_* b) {
+        const Term_* same = tm_->make_equal(a, b);
+        while (tm_->is_not(same)) {
+            same = same->child(0);
+        }
+        return tm_->is_boolean_atom(same);
+    };
+    const Term_* a = p.first;
+    const Term_* b = p.second;
+    for (size_t i = 0; i < a->arity(); ++i) {
+        if (a->child(i) != b->child(i) && !is_literal(a->child(i), b->child(i))) {
+            return false;
+        }
+    }
+    return tm_->get_type(a) == tm_->get_bool_type() || is_literal(a, b);
+}
+
+/// Equal arguments, equal results, for a pair whose equalities are literals.
 void EufSolverInterface::make_dyn_ack_lemma(TermPair p, std::vector<TheoryLit>& clause)
 {
     const auto add = [this](const Term_* t, bool negated, std::vector<TheoryLit>& out) {
