@@ -24,7 +24,12 @@ OPTIONS = fuzz_uf.OPTIONS + [
     ('theory.arr.enable_ext_polarity', ('true', 'false')),
     ('theory.arr.enable_ext_arg', ('true', 'false')),
     ('theory.arr.enable_witness', ('true', 'false')),
+    ('theory.pairwise_interface_eq', ('true', 'false')),
+    ('theory.interface_eq_batch_size', (1, 100)),
+    ('theory.bv.eager', ('true', 'false')),
+    ('theory.bv.bit_blast_mode', (0, 1, 2)),
 ]
+fuzz_uf.THEORIES['(_ BitVec 4)'] = (['#x0', '#x1', '#x8', '#xf'], [('bvadd', 2), ('bvneg', 1), ('bvlshr', 2)], ['bvult'])
 fuzz_uf.THEORIES['(_ BitVec 1)'] = (['#b0', '#b1'], [('bvnot', 1), ('bvadd', 2)], ['bvult'])
 
 
@@ -33,6 +38,7 @@ class Generator(fuzz_uf.Generator):
         self.rnd = rnd
         self.logic = logic
         base = ['U', 'V', 'Int', '(_ BitVec 1)', '(_ BitVec 2)', 'Bool']
+        base += ['Real', '(_ BitVec 4)'] * (rnd.random() < 0.2)
         index, element = rnd.choice(base), rnd.choice(base)
         self.arrays = {'(Array %s %s)' % (index, element): (index, element)}
         if rnd.random() < 0.3:
@@ -53,6 +59,8 @@ class Generator(fuzz_uf.Generator):
 
     def term(self, sort, depth):
         rnd = self.rnd
+        if depth and sort in self.arrays and self.ites and rnd.random() < 0.15:
+            return ('ite', self.formula(1), self.term(sort, depth - 1), self.term(sort, depth - 1))
         if depth and sort in self.arrays and rnd.random() < 0.5:
             index, element = self.arrays[sort]
             if self.constant_arrays and rnd.random() < 0.2:

@@ -304,54 +304,60 @@ LemmaInfo EufSolverInterface::get_lemma(std::vector<TheoryLit>& clause)
     return info;
 }
 
-/// Whether the equalities of arguments and results are literals. Those of formulas need not be, and
-/// one that is false as it stands makes the lemma say nothing.
+/// The literal that says that two terms are equal; undefined if there is none. Formulas give one when
+/// either is a truth value. An equality that is true or false as it stands is none.
+TheoryLit EufSolverInterface::equality_literal(const Term_* a, const Term_* b) const
+{
+    const Term_* same = nullptr;
+    bool negated = false;
+    if (tm_->get_type(a) != tm_->get_bool_type()) {
+        same = tm_->make_equal(a, b);
+    } else if (tm_->is_true(a) || tm_->is_false(a)) {
+        same = b;
+        negated = tm_->is_false(a);
+    } else if (tm_->is_true(b) || tm_->is_false(b)) {
+        same = a;
+        negated = tm_->is_false(b);
+    } else {
+        return tlit_Undef;
+    }
+    for (; tm_->is_not(same); same = same->child(0)) {
+        negated = !negated;
+    }
+    return tm_->is_boolean_atom(same) ? TheoryLit(same, negated) : tlit_Undef;
+}
+
+/// Whether there are literals for a lemma about the pair.
 bool EufSolverInterface::has_literals(TermPair p) const
 {
-    const auto is_literal = [this](const Term_* a, const Term_* b) {
-        const Term_* same = tm_->make_equal(a, b);
-        while (tm_->is_not(same)) {
-            same = same->child(0);
-        }
-        return tm_->is_boolean_atom(same);
-    };
     const Term_* a = p.first;
     const Term_* b = p.second;
     for (size_t i = 0; i < a->arity(); ++i) {
-        if (a->child(i) != b->child(i) && !is_literal(a->child(i), b->child(i))) {
+        if (a->child(i) != b->child(i) &&
+            equality_literal(a->child(i), b->child(i)) == tlit_Undef) {
             return false;
         }
     }
-    return tm_->get_type(a) == tm_->get_bool_type() || is_literal(a, b);
+    return tm_->get_type(a) == tm_->get_bool_type() || equality_literal(a, b) != tlit_Undef;
 }
 
-/// Equal arguments, equal results, for a pair whose equalities are literals.
+/// Equal arguments, equal results, for a pair that has literals.
 void EufSolverInterface::make_dyn_ack_lemma(TermPair p, std::vector<TheoryLit>& clause)
 {
-    const auto add = [this](const Term_* t, bool negated, std::vector<TheoryLit>& out) {
-        while (tm_->is_not(t)) {
-            t = t->child(0);
-            negated = !negated;
-        }
-        out.emplace_back(t, negated);
-    };
     const Term_* a = p.first;
     const Term_* b = p.second;
     for (size_t i = 0; i < a->arity(); ++i) {
-        const Term_* same = tm_->make_equal(a->child(i), b->child(i));
-        if (!tm_->is_true(same)) {
-            add(same, true, clause);
+        if (a->child(i) != b->child(i)) {
+            clause.push_back(~equality_literal(a->child(i), b->child(i)));
         }
     }
     if (tm_->get_type(a) != tm_->get_bool_type()) {
-        add(tm_->make_equal(a, b), false, clause);
+        clause.push_back(equality_literal(a, b));
     } else {
         spare_clause_ = clause;
         spare_pair_ = p;
-        add(a, false, spare_clause_);
-        add(b, true, spare_clause_);
-        add(a, true, clause);
-        add(b, false, clause);
+        spare_clause_.insert(spare_clause_.end(), {TheoryLit(a, false), TheoryLit(b, true)});
+        clause.insert(clause.end(), {TheoryLit(a, true), TheoryLit(b, false)});
     }
 }
 

@@ -80,6 +80,7 @@ private:
     bool owns_atom(const Term_* t) const;
     bool is_shared_type(const DataType* type) const;
     void count_congruences();
+    TheoryLit equality_literal(const Term_* a, const Term_* b) const;
     bool has_literals(TermPair p) const;
     void make_dyn_ack_lemma(TermPair p, std::vector<TheoryLit>& clause);
     void drop_dyn_ack_pair(TermPair p);

@@ -13,3 +13,22 @@
 (assert (= (xor (not (= (bvand b2 (f0 #b00)) #b00)) (bvult (bvadd b3 (f0 (bvnot b3))) b0)) (not (= #b01 b1))))
 (check-sat)
 ; expect: sat
+; formulas as arguments that a lemma about equal applications compares
+(reset)
+(set-option :config "theory.euf.dyn_ack=1")
+(set-option :produce-models true)
+(declare-fun d0 () (Array Bool Bool))
+(declare-fun d1 () (Array Bool Bool))
+(declare-fun q0 () Bool)
+(declare-fun q1 () Bool)
+(declare-fun q2 () Bool)
+(declare-fun q3 () Bool)
+(assert (not (= d1 d0)))
+(check-sat-assuming (q0 q1 (not q2)))
+; expect: sat
+(assert (= d0 (store (store d1 (or q1 (not q3)) (select d1 (or q3 (not q2))))
+                     (select d1 (select d1 true)) (select d1 false))))
+(check-sat)
+; expect: sat
+(get-value ((= d1 d0)))
+; expect: (((= d1 d0) false))
