@@ -1,6 +1,5 @@
 #include "results/arrayvalues.h"
 
-#include "terms/bvnumber.h"
 #include "terms/termsimpl.h"
 #include "terms/typesize.h"
 
@@ -58,43 +57,28 @@ const Term_* ArrayValues::make_write(const Symbol* symbol, const Term_* array, c
     for (auto it = above.rbegin(); it != above.rend(); ++it) {
         a = put_write(symbol, a, it->first, it->second);
     }
-    QNumber size;
-    const bool is_finite = size_of(TermManager::get_type(index), &size);
-    return is_finite && size <= QNumber(2 * known_[a].num_writes) ? choose_default(symbol, a, size)
-                                                                  : a;
+    const QNumber size = num_values(tm_, TermManager::get_type(index)); // 0 is infinite
+    return !size.is_zero() && size <= QNumber(2 * known_[a].num_writes)
+               ? choose_default(symbol, a, size)
+               : a;
 }
 
-/// How many values an index type has; false for those that count as infinite.
-bool ArrayValues::size_of(const DataType* type, QNumber* size) const
+/// The value that a term of values is, arrays in normal form.
+const Term_* ArrayValues::normalize(const Term_* t)
 {
-    if (tm_->is_array_type(type)) {
-        return false; // their values are not listed
+    TermVector writes; // outermost first
+    for (; tm_->is_array_write(t); t = t->child(0)) {
+        writes.push_back(t);
     }
-    *size = num_values(tm_, type);
-    return !size->is_zero();
-}
-
-void ArrayValues::collect_indices(const DataType* type, const QNumber& size, TermVector* out) const
-{
-    size_t width = 0;
-    size_t mant = 0;
-    if (type == tm_->get_bool_type()) {
-        *out = {tm_->make_true(), tm_->make_false()};
-    } else if (type == tm_->get_rounding_type()) {
-        *out = {tm_->make_fprounding_even(), tm_->make_fprounding_zero(),
-                tm_->make_fprounding_plus_inf(), tm_->make_fprounding_minus_inf()};
-    } else if (tm_->is_bv_type(type, &width)) {
-        for (QNumber n = 0; n < size; n += 1) {
-            out->push_back(tm_->make_bv_number(n, width));
-        }
-    } else if (tm_->is_fp_type(type, &width, &mant)) {
-        const QNumber end = BVNumber::pow2(width + mant + 1);
-        for (QNumber n = 0; n < end; n += 1) {
-            out->push_back(tm_->make_fp_bits_number(n, width, mant));
-        }
+    if (!tm_->is_array_const(t)) {
+        return t;
     }
-    std::sort(out->begin(), out->end(), term_lt());
-    out->erase(std::unique(out->begin(), out->end()), out->end());
+    const Term_* result = make_const(t->get_symbol(), normalize(t->child(0)));
+    for (auto w = writes.rbegin(); w != writes.rend(); ++w) {
+        result = make_write((*w)->get_symbol(), result, normalize((*w)->child(1)),
+                            normalize((*w)->child(2)));
+    }
+    return result;
 }
 
 /// The same array over its most frequent element.
@@ -120,8 +104,11 @@ const Term_* ArrayValues::choose_default(const Symbol* write, const Term_* array
     if (best == shape.otherwise) {
         return array;
     }
-    TermVector indices;
-    collect_indices(write->get_arg_type(1), size, &indices);
+    TermVector indices = list_values(tm_, write->get_arg_type(1));
+    for (const Term_*& i : indices) {
+        i = normalize(i);
+    }
+    std::sort(indices.begin(), indices.end(), term_lt());
     const Term_* result = make_const(base->get_symbol(), best);
     for (const Term_* i : indices) {
         const auto it = elements.find(i);

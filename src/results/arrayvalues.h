@@ -41,8 +41,7 @@ private:
     const Term_* put_write(const Symbol* symbol, const Term_* array, const Term_* index,
                            const Term_* element);
     const Term_* choose_default(const Symbol* write, const Term_* array, const QNumber& size);
-    bool size_of(const DataType* index_type, QNumber* size) const;
-    void collect_indices(const DataType* type, const QNumber& size, TermVector* out) const;
+    const Term_* normalize(const Term_* t);
 
     TermManager* tm_;
     hsh::HashMap<const Term_*, Shape> known_;

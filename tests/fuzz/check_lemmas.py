@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Has an independent solver confirm what the theory solvers say during random scripts.
 
-  check_lemmas.py --program PROGRAM [--logic L] [--lemmas N] [--seed S] [--oracle z3|cvc5]
+  check_lemmas.py --program PROGRAM [--logic L] [--lemmas N] [--only PATTERN] [--seed S] [--oracle z3|cvc5]
 
 Runs scripts of the fuzzers with debug.dump_theory_lemmas, which writes each conflict, explanation and
 lemma as a formula that must be unsatisfiable, and asks the oracle about each different one until N are
-confirmed. What the oracle can't decide is counted apart. The exit status is 1 after a failure, and 0 with
+confirmed. With --only those alone count that match the pattern, such as 'select|store|as const' for
+arrays. What the oracle can't decide is counted apart. The exit status is 1 after a failure, and 0 with
 a note when there is no oracle. Python 3 standard library only.
 """
 import argparse
@@ -83,6 +84,7 @@ def main():
     ap.add_argument('--program', required=True)
     ap.add_argument('--logic', default='QF_LIA', choices=sorted(FUZZERS))
     ap.add_argument('--lemmas', type=int, default=500)
+    ap.add_argument('--only', type=re.compile, default='', metavar='PATTERN')
     ap.add_argument('--per-script', type=int, default=20, help='at most so many of one script')
     ap.add_argument('--seed', type=int, default=1)
     ap.add_argument('--config', action='append', default=[], metavar='NAME=VALUE', help='a fixed option')
@@ -102,7 +104,7 @@ def main():
             formulas, script = formulas_of(args, number, folder)
             number += 1
             # equalities between the bits of words are literals that no printed text explains
-            new = [f for f in formulas if f not in seen and 'bvteq.' not in f]
+            new = [f for f in formulas if f not in seen and 'bvteq.' not in f and args.only.search(f)]
             seen.update(new)
             random.Random(number).shuffle(new)
             waiting += [(f, script) for f in new[:args.per_script]]

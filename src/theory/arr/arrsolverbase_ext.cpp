@@ -60,16 +60,8 @@ bool SolverBase::instantiate_everywhere(const Term_* constant)
 {
     const DataType* index = nullptr;
     tm_->is_array_type(TermManager::get_type(constant), &index);
-    size_t width = 0;
-    const bool by_truth = index == tm_->get_bool_type();
-    if (!by_truth && !tm_->is_bv_type(index, &width)) {
-        throw make_error<Exception>("constant arrays over the small index type ", index->to_str(),
-                                    " are not supported");
-    }
     bool made = false;
-    const QNumber size = num_values(tm_, index);
-    for (QNumber i; i < size; i += 1L) {
-        const Term_* at = by_truth ? tm_->make_bool(!i.is_zero()) : tm_->make_bv_number(i, width);
+    for (const Term_* at : list_values(tm_, index)) {
         if (!consts_done_.insert({constant, at}).second) {
             continue;
         }

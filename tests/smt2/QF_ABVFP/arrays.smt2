@@ -29,3 +29,26 @@
 (assert (distinct (select m ((_ fp.to_sbv 4) RNE x)) (select m #x2)))
 (check-sat)
 ; expect: unsat
+; constant arrays over types of four values, met by four writes
+(reset)
+(define-sort Four () (Array (_ BitVec 1) (_ BitVec 1)))
+(define-fun one () (Array Four Bool) ((as const (Array Four Bool)) true))
+(define-fun two () (Array RoundingMode Bool) ((as const (Array RoundingMode Bool)) true))
+(declare-fun at (Int) Four)
+(declare-fun mode (Int) RoundingMode)
+(push 1)
+(assert (= one (store (store (store (store ((as const (Array Four Bool)) false)
+    (at 1) true) (at 2) true) (at 3) true) (at 4) true)))
+(assert (= two (store (store (store (store ((as const (Array RoundingMode Bool)) false)
+    (mode 1) true) (mode 2) true) (mode 3) true) (mode 4) true)))
+(check-sat)
+; expect: sat
+(push 1)
+(assert (= (at 1) (at 4)))
+(check-sat)
+; expect: unsat
+(pop 1)
+(assert (= (mode 2) (mode 3)))
+(check-sat)
+; expect: unsat
+(pop 1)
