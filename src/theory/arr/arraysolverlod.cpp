@@ -35,8 +35,7 @@ const Term_* ArraySolverLOD::key_of(const Term_* t)
 /// Different classes of arrays may get one value, other values are what the model will have.
 bool ArraySolverLOD::are_apart(const Read& a, const Read& b)
 {
-    return by_class_ || is_array(a.term) ? euf_->unmergeable_terms(a.term, b.term)
-                                         : a.value != b.value;
+    return by_class_ || is_array(a.term) ? are_surely_apart(a.term, b.term) : a.value != b.value;
 }
 
 // -- Check

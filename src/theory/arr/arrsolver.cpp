@@ -29,7 +29,7 @@ void Solver::check()
 /// Being in different classes is not enough: they may still be merged.
 bool Solver::are_apart(const Read& a, const Read& b)
 {
-    return euf_->unmergeable_terms(a.term, b.term);
+    return are_surely_apart(a.term, b.term);
 }
 
 void Solver::make_row_lemmas()

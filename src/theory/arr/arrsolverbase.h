@@ -132,6 +132,7 @@ protected:
     /// Whether two reads with one index key show that their arrays differ.
     virtual bool are_apart(const Read& a, const Read& b) = 0;
 
+    bool are_surely_apart(const Term_* a, const Term_* b) const;
     void poll() const;
     bool is_array(const Term_* t) const;
     bool is_formula(const Term_* t) const;
@@ -206,7 +207,8 @@ private:
     std::vector<LemmaKey> lemma_keys_; // by id - 1
     std::vector<size_t> free_ids_;
     hsh::HashSet<const Term_*> writes_done_;
-    hsh::HashSet<const Term_*> exts_done_;                            // equality atoms
+    hsh::HashSet<const Term_*> exts_done_; // equality atoms
+    hsh::HashSet<const Term_*> witnesses_; // fresh indices of all such lemmas
     hsh::HashSet<std::pair<const Term_*, const Term_*>> consts_done_; // constant array and index
     hsh::HashSet<uint64_t> rows_done_;                                // fingerprints
 

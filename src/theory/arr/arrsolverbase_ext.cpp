@@ -79,7 +79,8 @@ bool SolverBase::instantiate_everywhere(const Term_* constant)
 // -- Arrays that differ
 
 /// For each place where arrays stand that are compared as a whole, those that stand there, one of
-/// each class. Without theory.arr.enable_ext_arg every two arrays of one type count as compared.
+/// each class. Without theory.arr.enable_ext_arg every two arrays of one type count as compared, but
+/// for those that only lemmas of this kind brought: they would bring ever more of them.
 void SolverBase::list_positions(std::vector<TermVector>& lists)
 {
     hsh::HashMap<PositionKey, size_t> places;
@@ -95,9 +96,9 @@ void SolverBase::list_positions(std::vector<TermVector>& lists)
         }
     };
     for (const Term_* a : arrays_) {
-        if (!config_.enable_ext_arg) {
+        const Term_* index = tm_->is_array_read(a) ? a->child(1) : a;
+        if (!config_.enable_ext_arg && !witnesses_.contains(index)) {
             add(a, type_places, TermManager::get_type(a));
-            continue;
         }
         const auto it = arg_positions_.find(a);
         if (it == arg_positions_.end()) {
@@ -161,6 +162,23 @@ bool SolverBase::has_witness(uint32_t a, uint32_t b)
     });
 }
 
+/// Whether the closure knows that two terms differ, and the model will have it so: a disequality of
+/// numbers that the formula does not need may be kept from their solver.
+bool SolverBase::are_surely_apart(const Term_* a, const Term_* b) const
+{
+    if (!euf_->unmergeable_terms(a, b)) {
+        return false;
+    }
+    std::vector<TheoryLit> lits;
+    if (!polarity_ || !tm_->is_arith_type(TermManager::get_type(a)) ||
+        !euf_->collect_disequalities(a, b, lits)) {
+        return true;
+    }
+    return std::none_of(lits.begin(), lits.end(), [this](TheoryLit l) {
+        return l.is_neg() && tm_->is_equal(l.get_term()) && (*polarity_)(l.get_term()) == 2;
+    });
+}
+
 /// Whether the atom occurs positively only: the formula is satisfied without its being false.
 bool SolverBase::is_irrelevant(const Term_* eq) const
 {
@@ -179,6 +197,7 @@ void SolverBase::make_ext_lemma(const Term_* a, const Term_* b)
     if (index != tm_->get_bool_type()) {
         const Symbol* symbol = tm_->make_symbol(".idx" + std::to_string(eq->get_id()), index);
         indices = {tm_->make_constant(symbol)};
+        witnesses_.insert(indices.front());
     }
     std::vector<std::vector<TheoryLit>> clauses{{TheoryLit(eq, false)}};
     for (const Term_* k : indices) {
