@@ -54,16 +54,18 @@ def formulas_of(args, number, folder):
     return out, text
 
 
-INDEX = re.compile(r'^\(declare-fun (\.idx\d+) \(\) (.*)\)$', re.M)
+INDEX = re.compile(r'^\(declare-fun (\.idx(\d+)) \(\) (.*)\)$', re.M)
 
 
 def for_all_indices(formula):
     """The formula with the index that tells two arrays apart, if there is one, quantified.
 
-    That index is chosen so that the formula is false, so there need only be such an index.
+    That index is chosen so that the formula is false, so there need only be such an index. Older ones may
+    stand in the arrays themselves.
     """
-    bound = ' '.join('(%s %s)' % x for x in INDEX.findall(formula))
-    return INDEX.sub('', formula).replace('(assert ', '(assert (forall (%s) ' % bound).replace(
+    newest = max(INDEX.finditer(formula), key=lambda m: int(m.group(2)))
+    return formula.replace(newest.group(0), '').replace(
+        '(assert ', '(assert (forall ((%s %s)) ' % (newest.group(1), newest.group(3))).replace(
         '\n(check-sat)', ')\n(check-sat)')
 
 
