@@ -5,16 +5,23 @@
 
 All operators over formats of 5 to 9 bits and variable rounding modes; with QF_BVFP conversions from and
 to bit-vectors as well, with QF_ABVFP arrays of floats on top, with QF_UFFP functions of floats. Answers and
-failed assumptions are compared with those of z3, with the lazy and the eager solver, and all ways to
-bit-blast. Which zero the minimum of two different ones is depends on an option; where that fixes it, z3
-gets minima and maxima that are defined accordingly. With --models the values of all constants after each
-sat are handed to z3 as equations, which must then find the assertions satisfiable. What z3 does not decide
-in time is passed over.
+failed assumptions are compared with those of an oracle, with the lazy and the eager solver, and all ways to
+bit-blast. Which zero the minimum of two different ones is depends on an option; where that fixes it, the
+oracle gets minima and maxima that are defined accordingly. Conversions of rationals are worked out here.
+With --models the values of all constants after each sat are handed to the oracle as equations, which must
+then find the assertions satisfiable.
 
-Conversions of negative numbers to unsigned integers are left out. Failures are shrunk, printed and saved
+The oracle is cvc5 if there is one, as it is much the quicker one. It goes wrong on unusual formats and on
+conversions between them: scripts with these are for z3. z3 is also asked what cvc5 does not decide, and
+before anything is called a failure; where it cannot tell, it is one. What neither decides in time is passed
+over and counted.
+
+Failures are shrunk, printed and saved
 as by fuzz_uf.py. Python 3 standard library only.
 """
 import re
+import shutil
+from fractions import Fraction
 
 import boolscript as bs
 import fuzz_la
@@ -31,7 +38,8 @@ OPTIONS = fuzz_uf.OPTIONS + [
     ('theory.euf.enabled', ('true',)),
 ]
 
-FORMATS = ((2, 3), (3, 3), (3, 4), (2, 5), (4, 3), (5, 4))
+USUAL = ((3, 3), (3, 3), (3, 4), (4, 3), (4, 4), (5, 4), (4, 5))
+FORMATS = ((2, 3), (2, 3), (2, 4), (2, 5), (3, 3), (3, 3), (3, 4), (3, 5), (4, 3), (5, 4))
 ROUNDINGS = ('RNE', 'RTZ', 'RTP', 'RTN')
 RATIONALS = ('0.0', '1.0', '0.3', '1.7', '2.5', '0.0625', '3.0', '0.333333', '9.0', '1000.0')
 ZERO = {  # by mode: minimum and maximum of two zeros a and b that may differ
@@ -50,15 +58,56 @@ def min_max_definition(is_max, mode):
     return '(define-fun my.%s ((a F) (b F)) F %s)' % (op[3:], body)
 
 
+def rounded(value, fmt, mode):
+    """The text of the float next to a rational."""
+    e, s = fmt
+    bias = 2 ** (e - 1) - 1
+    sign, x = int(value < 0), abs(value)
+    exponent = 1 - bias
+    while x >= Fraction(2) ** (exponent + 1):
+        exponent += 1
+    units = x / Fraction(2) ** (exponent - s + 1)
+    whole = units.numerator // units.denominator
+    rest = units - whole
+    away = {'RNE': rest > Fraction(1, 2) or rest == Fraction(1, 2) and whole % 2, 'RTZ': False,
+            'RTP': rest and not sign, 'RTN': rest and sign}[mode]
+    word = whole + bool(away) + ((exponent + bias - 1) << (s - 1))  # a carry moves on into the exponent
+    infinite = (2 ** e - 1) << (s - 1)
+    if word >= infinite:
+        word = infinite - (mode == 'RTZ' or mode == 'RTP' and sign or mode == 'RTN' and not sign)
+    bits = format(word, '0%db' % (e + s - 1))
+    return '(fp #b%d #b%s #b%s)' % (sign, bits[:e], bits[e:])
+
+
+def without_rationals(t):
+    """The term with the floats in place of the rationals that are converted."""
+    if isinstance(t, str):
+        return t
+    t = tuple(map(without_rationals, t))
+    if len(t) != 3 or t[2] not in RATIONALS:
+        return t
+    fmt = tuple(map(int, t[0][:-1].split()[2:]))
+    values = [rounded(Fraction(t[2]), fmt, m) for m in ROUNDINGS]
+    if t[1] in ROUNDINGS:
+        return values[ROUNDINGS.index(t[1])]
+    for mode, value in zip(ROUNDINGS[1:], values[1:]):
+        values[0] = ('ite', ('=', t[1], mode), value, values[0])
+    return values[0]
+
+
 class Generator(fuzz_uf.Generator):
     def __init__(self, rnd, logic):
         self.rnd = rnd
         self.logic = logic
-        self.formats = dict(zip('FG', rnd.sample(FORMATS, 2)))
+        self.usual = rnd.random() < (0.9 if logic == 'QF_UFFP' else 0.75)
+        if self.usual:
+            self.formats = {'F': rnd.choice(USUAL)}
+        else:
+            self.formats = dict(zip('FG', rnd.sample(sorted(set(FORMATS)), 2)), F=rnd.choice(FORMATS))
         self.bv = logic in ('QF_BVFP', 'QF_ABVFP')
         self.arrays = logic == 'QF_ABVFP'
-        self.sorts = ['F', 'RoundingMode'] + ['G'] * (rnd.random() < 0.3) + ['B'] * self.bv
-        self.width = sum(self.formats['F']) if rnd.random() < 0.5 else rnd.randint(1, 4)
+        self.sorts = ['F', 'RoundingMode'] + ['G'] * (not self.usual and rnd.random() < 0.7) + ['B'] * self.bv
+        self.width = sum(self.formats['F']) if self.usual or rnd.random() < 0.4 else rnd.randint(1, 4)
         self.consts = {s: ['%s%d' % (s[0].lower(), i) for i in range(rnd.randint(1, 4))] for s in self.sorts}
         self.array_consts = ['m%d' % i for i in range(rnd.randint(1, 2))] if self.arrays else []
         self.functions = []
@@ -123,14 +172,16 @@ class Generator(fuzz_uf.Generator):
             f = self.term('F', depth)
             if kind < 0.8:
                 return ('(_ fp.to_sbv %d)' % self.width, self.mode(), f)
-            return ('(_ fp.to_ubv %d)' % self.width, self.mode(), ('fp.abs', f))
+            return ('(_ fp.to_ubv %d)' % self.width, self.mode(), rnd.choice((f, ('fp.abs', f))))
         e, s = self.formats[sort]
         kind = rnd.random()
         if kind < 0.45:
             return (rnd.choice(('fp.add', 'fp.sub', 'fp.mul', 'fp.div')), self.mode(), self.term(sort, depth),
                     self.term(sort, depth))
         if kind < 0.6:
-            return (rnd.choice(('fp.sqrt', 'fp.roundToIntegral')), self.mode(), self.term(sort, depth))
+            whole = s - 1 < 2 ** (e - 1)  # else some integers next to floats are too large
+            op = rnd.choice(('fp.sqrt', 'fp.roundToIntegral' if whole else 'fp.sqrt'))
+            return (op, self.mode(), self.term(sort, depth))
         if kind < 0.7:
             return (rnd.choice(('fp.neg', 'fp.abs')), self.term(sort, depth))
         if kind < 0.8 and sort == 'F':
@@ -183,6 +234,7 @@ class Generator(fuzz_uf.Generator):
 
 class Checker(fuzz_la.Checker):
     mode = 4
+    second = shutil.which('z3')
 
     def check(self, head, commands, options, count=False):
         if self.args.logic != 'QF_FP':
@@ -194,22 +246,42 @@ class Checker(fuzz_la.Checker):
     def oracle_head(self, head):
         plain = [min_max_definition(is_max, 4) for is_max in (False, True)]
         head = [min_max_definition(plain.index(h), self.mode) if h in plain else h for h in head]
-        # z3 has a fifth rounding mode
+        # the oracles have a fifth rounding mode
         modes = [h.split()[1] for h in head if h.endswith(' () RoundingMode)')]
-        return head + ['(assert (not (= %s RNA)))' % m for m in modes]
+        return ['(set-logic %s)' % self.args.logic] + head + ['(assert (not (= %s RNA)))' % m for m in modes]
 
-    def judge(self, head, problems):
-        """The answers to conjunctions of formulas. Each is asked on its own: z3 is much stronger then than
-        on incremental scripts."""
-        lines = ['(set-option :timeout 2000)']  # milliseconds for each; then it says unknown
-        for formulas in problems:
-            lines += ['(reset)', '(set-logic %s)' % self.args.logic] + self.oracle_head(head)
-            lines += ['(assert %s)' % f for f in formulas] + ['(check-sat)']
-        code, out, err = fuzz_uf.run(self.oracle_command(), '\n'.join(lines) + '\n', self.args.timeout * 3)
-        got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown', 'timeout')]
-        if code is None or '(error' in out or len(got) != len(problems):
-            return None, 'the oracle did not answer: ' + (out + err)[:1000]
-        return got, None
+    def answers_of(self, command, lines, count):
+        """What an oracle says to each query; it is followed by a marker line."""
+        code, out, err = fuzz_uf.run(command, '\n'.join(lines) + '\n', self.args.timeout * 3)
+        blocks = fuzz_uf.parse_blocks(out)[0]
+        got = [b[-1] if b and b[-1] in ('sat', 'unsat') and '(error' not in ''.join(b) else 'unknown' for b in blocks]
+        return got + ['unknown'] * (count - len(got))
+
+    def judge(self, head, problems, expected):
+        """The answers to conjunctions of formulas, where the program says what is expected. cvc5 does not get
+        again what a formula has in common with the one before; z3 gets each by itself, as it is much stronger
+        then."""
+        got = ['unknown'] * len(problems)
+        if 'z3' not in self.args.oracle and is_usual(head):
+            lines, groups = self.oracle_head(head), []
+            for formulas in problems:
+                while sum(groups, []) != formulas[:sum(map(len, groups))]:
+                    groups.pop()
+                    lines.append('(pop 1)')
+                groups.append(formulas[sum(map(len, groups)):])
+                lines += ['(push 1)'] + ['(assert %s)' % f for f in groups[-1]] + ['(check-sat)', '(echo "--")']
+            command = [self.args.oracle, '-q', '--lang', 'smt2', '--fp-exp', '--incremental', '--tlimit-per=1000']
+            got = self.answers_of(command, lines, len(problems))
+        doubtful = [k for k, (have, want) in enumerate(zip(got, expected)) if have != want][:15]
+        if doubtful and self.second:
+            lines = ['(set-option :timeout 500)']  # milliseconds for each; then it says unknown
+            for k in doubtful:
+                lines += ['(reset)'] + self.oracle_head(head)
+                lines += ['(assert %s)' % f for f in problems[k]] + ['(check-sat)', '(echo "--")']
+            for k, have in zip(doubtful, self.answers_of([self.second, '-smt2', '-in'], lines, len(doubtful))):
+                got[k] = have if have in ('sat', 'unsat') else got[k]
+        self.undecided = getattr(self, 'undecided', 0) + got.count('unknown')
+        return got
 
     def ask_oracle(self, head, commands, answers, failed):
         problems, expect = [], []
@@ -219,9 +291,7 @@ class Checker(fuzz_la.Checker):
             if failed[k] is not None:
                 problems.append(assertions + [bs.literal_text(*x) for x in failed[k]])
                 expect.append((k, 'unsat'))
-        got, error = self.judge(head, problems)
-        if error:
-            return 'oracle', error
+        got = self.judge(head, problems, [want for _, want in expect])
         for (k, want), have in zip(expect, got):
             if have in ('sat', 'unsat') and have != want:
                 return 'answer', 'query %d: expected by the program %s, the oracle says %s' % (k + 1, want, have)
@@ -235,11 +305,9 @@ class Checker(fuzz_la.Checker):
             if 'error' in values[k]:
                 return 'model', 'query %d: %s' % (k + 1, values[k])
             pairs = re.sub(r'^\(|\)\s*$', '', values[k].strip())
-            problems.append(['(= %s %s)' % p for p in fuzz_la.parse_pairs(pairs)] + assertions + assumptions)
+            problems.append(assertions + assumptions + ['(= %s %s)' % p for p in fuzz_la.parse_pairs(pairs)])
             expect.append(k)
-        got, error = self.judge(head, problems)
-        if error:
-            return 'oracle', error
+        got = self.judge(head, problems, ['sat'] * len(problems))
         self.models = getattr(self, 'models', 0) + got.count('sat')
         for k, have in zip(expect, got):
             if have == 'unsat':
@@ -247,12 +315,19 @@ class Checker(fuzz_la.Checker):
         return None
 
 
+def is_usual(head):
+    """Whether cvc5 can deal with the formats and conversions of a script."""
+    formats = [(int(e), int(s)) for e, s in re.findall(r'FloatingPoint (\d+) (\d+)', ' '.join(head))]
+    widths = re.findall(r'BitVec (\d+)', ' '.join(head))
+    return len(formats) < 2 and set(formats) <= set(USUAL) and all(int(w) == sum(formats[0]) for w in widths)
+
+
 def queries(commands):
     """The assertions that stand at each query, and its assumptions."""
     levels = [[]]
     for c in commands:
         if c[0] == 'assert':
-            levels[-1].append(fuzz_uf.term_text(c[1]))
+            levels[-1].append(fuzz_uf.term_text(without_rationals(c[1])))
         elif c[0] == 'push':
             levels += [[] for _ in range(c[1])]
         elif c[0] == 'pop':
@@ -263,4 +338,4 @@ def queries(commands):
 
 if __name__ == '__main__':
     fuzz_uf.main(__doc__, 'fp', ['QF_FP', 'QF_BVFP', 'QF_ABVFP', 'QF_UFFP'], Generator, lambda logic: OPTIONS,
-                 Checker)
+                 Checker, oracle='cvc5' if shutil.which('cvc5') else 'z3')

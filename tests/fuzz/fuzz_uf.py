@@ -354,7 +354,7 @@ def is_random_walk(gen, options):
 
 
 def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_checker=Checker,
-         may_hang=is_random_walk):
+         may_hang=is_random_walk, oracle='z3'):
     """The command line of a fuzzer.
 
     doc             its help
@@ -364,13 +364,14 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
     options         of a logic: rows to draw library options from
     make_checker    of the parsed arguments
     may_hang        whether a script of that generator, under those options, need not end in time
+    oracle          the solver to compare with, if the command line names none
     """
     ap = argparse.ArgumentParser(description=doc, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument('--program', required=True)
     ap.add_argument('--count', type=int, default=200)
     ap.add_argument('--seed', type=int, default=1)
     ap.add_argument('--logic', default=logics[0], choices=logics)
-    ap.add_argument('--oracle', default='z3', help='z3 or cvc5')
+    ap.add_argument('--oracle', default=oracle, help='z3 or cvc5 (default: %(default)s)')
     ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
     ap.add_argument('--models', action='store_true', help='check values of constants, too, where the fuzzer can')
     ap.add_argument('--cores', action='store_true', help='check unsat cores, too')
@@ -420,8 +421,9 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
         if failures >= args.max_failures:
             break
     print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models, %d cores, %d scripts '
-          'not decided in time; %d failures' % (i + 1, checker.queries, checker.unsat, checker.lists,
-                                                getattr(checker, 'models', 0), checker.cores, hangs, failures))
+          'and %d queries not decided in time; %d failures' %
+          (i + 1, checker.queries, checker.unsat, checker.lists, getattr(checker, 'models', 0), checker.cores,
+           hangs, getattr(checker, 'undecided', 0), failures))
     sys.exit(1 if failures else 0)
 
 
