@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
 """Differential test of the program with random incremental scripts over floating-point numbers.
 
-  fuzz_fp.py --program PROGRAM [--count N] [--seed S] [--logic QF_FP|QF_BVFP|QF_ABVFP|QF_UFFP] [--models]
+  fuzz_fp.py --program PROGRAM [--count N] [--seed S] [--logic QF_FP|QF_BVFP|...] [--models]
 
 All operators over formats of 5 to 9 bits and variable rounding modes; with QF_BVFP conversions from and
-to bit-vectors as well, with QF_ABVFP arrays of floats on top, with QF_UFFP functions of floats. Answers and
-failed assumptions are compared with those of an oracle, with the lazy and the eager solver, and all ways to
+to bit-vectors as well, with A also arrays of floats, with UF functions of floats. Answers and failed assumptions are compared with those of an oracle, with the lazy and the eager solver, and all ways to
 bit-blast. Which zero the minimum of two different ones is depends on an option; where that fixes it, the
 oracle gets minima and maxima that are defined accordingly. Conversions of rationals are worked out here.
 With --models the values of all constants after each sat are handed to the oracle as equations, which must
@@ -99,19 +98,20 @@ class Generator(fuzz_uf.Generator):
     def __init__(self, rnd, logic):
         self.rnd = rnd
         self.logic = logic
-        self.usual = rnd.random() < (0.9 if logic == 'QF_UFFP' else 0.75)
+        self.usual = rnd.random() < (0.9 if 'UF' in logic else 0.75)
         if self.usual:
             self.formats = {'F': rnd.choice(USUAL)}
         else:
             self.formats = dict(zip('FG', rnd.sample(sorted(set(FORMATS)), 2)), F=rnd.choice(FORMATS))
-        self.bv = logic in ('QF_BVFP', 'QF_ABVFP')
-        self.arrays = logic == 'QF_ABVFP'
+        self.bv = 'BV' in logic
+        self.arrays = 'A' in logic
+        self.index, self.element = rnd.choice((('B', 'F'), ('B', 'F'), ('F', 'B'), ('F', 'F'), ('B', 'B')))
         self.sorts = ['F', 'RoundingMode'] + ['G'] * (not self.usual and rnd.random() < 0.7) + ['B'] * self.bv
         self.width = sum(self.formats['F']) if self.usual or rnd.random() < 0.4 else rnd.randint(1, 4)
         self.consts = {s: ['%s%d' % (s[0].lower(), i) for i in range(rnd.randint(1, 4))] for s in self.sorts}
         self.array_consts = ['m%d' % i for i in range(rnd.randint(1, 2))] if self.arrays else []
         self.functions = []
-        if logic == 'QF_UFFP':
+        if 'UF' in logic:
             for i in range(rnd.randint(1, 3)):
                 args = tuple(rnd.choice(('F', 'F', 'RoundingMode')) for _ in range(rnd.choice((1, 1, 2))))
                 self.functions.append(('h%d' % i, args, rnd.choice(('F', 'F', 'Bool'))))
@@ -122,7 +122,7 @@ class Generator(fuzz_uf.Generator):
     def declarations(self):
         out = ['(define-sort %s () (_ FloatingPoint %d %d))' % ((s,) + f) for s, f in self.formats.items()]
         out += ['(define-sort B () (_ BitVec %d))' % self.width] * self.bv
-        out += ['(define-sort M () (Array B F))'] * self.arrays
+        out += ['(define-sort M () (Array %s %s))' % (self.index, self.element)] * self.arrays
         out += [min_max_definition(is_max, 4) for is_max in (False, True)]
         for s in self.sorts:
             out += ['(declare-fun %s () %s)' % (c, s) for c in self.consts[s]]
@@ -157,7 +157,8 @@ class Generator(fuzz_uf.Generator):
 
     def array(self, depth):
         if depth and self.rnd.random() < 0.4:
-            return ('store', self.array(depth - 1), self.term('B', depth - 1), self.term('F', depth - 1))
+            return ('store', self.array(depth - 1), self.term(self.index, depth - 1),
+                    self.term(self.element, depth - 1))
         return self.rnd.choice(self.array_consts)
 
     def application(self, sort, depth):
@@ -206,8 +207,8 @@ class Generator(fuzz_uf.Generator):
         if fitting and kind < 0.6:
             name, args, _ = rnd.choice(fitting)
             return (name,) + tuple(self.term(s, depth - 1) for s in args)
-        if self.arrays and sort == 'F' and kind < 0.6:
-            return ('select', self.array(depth), self.term('B', depth - 1))
+        if self.arrays and sort == self.element and kind < 0.6:
+            return ('select', self.array(depth), self.term(self.index, depth - 1))
         return self.application(sort, depth - 1) or rnd.choice(self.consts[sort])
 
     def atom(self):
@@ -219,6 +220,8 @@ class Generator(fuzz_uf.Generator):
         if predicates and kind < 0.25:
             name, args, _ = rnd.choice(predicates)
             return (name,) + tuple(self.term(s, 1) for s in args)
+        if self.arrays and kind < 0.3:
+            return ('=', self.array(1), self.array(1))
         sort = rnd.choice(self.sorts + ['F', 'F'])
         depth = rnd.choice((0, 1, 1, 2, 2))
         if sort == 'RoundingMode' or rnd.random() < 0.25:
@@ -237,7 +240,7 @@ class Checker(fuzz_la.Checker):
     second = shutil.which('z3')
 
     def check(self, head, commands, options, count=False):
-        if self.args.logic != 'QF_FP':
+        if 'BV' in self.args.logic:  # needs the link of the eager solver
             options = [o for o in options if o != 'theory.fp.mode=0']
         modes = [o for o in options if 'minmax_zero_mode' in o]
         self.mode = int(modes[-1].partition('=')[2]) if modes else 4
@@ -337,5 +340,5 @@ def queries(commands):
 
 
 if __name__ == '__main__':
-    fuzz_uf.main(__doc__, 'fp', ['QF_FP', 'QF_BVFP', 'QF_ABVFP', 'QF_UFFP'], Generator, lambda logic: OPTIONS,
+    fuzz_uf.main(__doc__, 'fp', ['QF_FP', 'QF_BVFP', 'QF_ABVFP', 'QF_UFFP', 'QF_AUFBVFP'], Generator, lambda logic: OPTIONS,
                  Checker, oracle='cvc5' if shutil.which('cvc5') else 'z3')
