@@ -23,17 +23,24 @@ import shutil
 from fractions import Fraction
 
 import boolscript as bs
+import fuzz_arr
 import fuzz_la
 import fuzz_uf
 
-OPTIONS = fuzz_uf.OPTIONS + [
+OPTIONS = fuzz_arr.OPTIONS + [
     ('theory.fp.mode', (0, 0, 1)),
     ('theory.fp.mode', (0, 1)),
     ('theory.fp.bit_blast_mode', (0, 1, 2)),
     ('theory.fp.minmax_zero_mode', (0, 1, 2, 3, 4)),
     ('theory.fp.minmax_zero_mode', (0, 1, 2, 3, 4)),
     ('theory.bv.bit_blast_mode', (0, 1, 2)),
+    ('theory.fp.dpll.restart_strategy', (0, 1, 2)),
+    ('theory.fp.dpll.restart_initial', (1, 10)),
+    ('theory.fp.dpll.ghost_filtering', ('true',)),
     ('theory.bv.delay_propagated_eqs', ('true', 'false')),
+    ('theory.pairwise_interface_eq', ('true', 'false')),
+    ('theory.interface_eq_batch_size', (1, 3)),
+    ('preprocessor.ite_minimization', ('true',)),
     ('theory.euf.enabled', ('true',)),
 ]
 
@@ -322,7 +329,7 @@ def is_usual(head):
     """Whether cvc5 can deal with the formats and conversions of a script."""
     formats = [(int(e), int(s)) for e, s in re.findall(r'FloatingPoint (\d+) (\d+)', ' '.join(head))]
     widths = re.findall(r'BitVec (\d+)', ' '.join(head))
-    return len(formats) < 2 and set(formats) <= set(USUAL) and all(int(w) == sum(formats[0]) for w in widths)
+    return len(formats) == 1 and formats[0] in USUAL and all(int(w) == sum(formats[0]) for w in widths)
 
 
 def queries(commands):
