@@ -74,8 +74,7 @@ const Term_* TheoryManager::do_get_model_value(const Term_* t)
 const Term_* TheoryManager::get_model_value(const Term_* t)
 {
     if (!classes_) {
-        const Term_* value = do_get_model_value(t);
-        return value ? value : t;
+        return do_get_model_value(t);
     }
     const Term_* own = solvers_[EUF]->get_model_value(t);
     if (config_.interface_eq_policy == 3) {

@@ -169,8 +169,7 @@ void FpBvEagerSolver::build_abstract_model()
 const Term_* FpBvEagerSolver::get_model_value(const Term_* t)
 {
     const Term_* encoding = is_fp_sorted(*tm_, t) ? encoder_.get_cached(t) : nullptr;
-    const Term_* word = encoding ? model_(encoding, false) : nullptr;
-    return word ? from_word(tm_, TermManager::get_type(t), target_, word) : nullptr;
+    return encoding ? from_word(tm_, t, target_, model_(encoding, false)) : nullptr;
 }
 
 lbool FpBvEagerSolver::equal_in_model(const Term_* a, const Term_* b)

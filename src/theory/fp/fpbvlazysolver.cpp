@@ -156,7 +156,10 @@ bool FpBvLazySolver::check(bool approx)
         inner_.tell_atom(encode(told_[next_]));
     }
     for (const Term_* t : interface_terms_) {
-        encode(t);
+        const Term_* word = encode(t); // with bits, though no atom may need them
+        if (!target_.is_number(word)) {
+            inner_.notify_interface_term(word);
+        }
     }
     inner_.new_decision_level();
     bool ok = true;
@@ -201,8 +204,7 @@ void FpBvLazySolver::get_conflict(std::vector<TheoryLit>& out)
 const Term_* FpBvLazySolver::get_model_value(const Term_* t)
 {
     const Term_* encoding = is_fp_sorted(*tm_, t) ? encoder_.get_cached(t) : nullptr;
-    const Term_* word = encoding ? inner_.get_model_value(encoding) : nullptr;
-    return word ? from_word(tm_, TermManager::get_type(t), target_, word) : nullptr;
+    return encoding ? from_word(tm_, t, target_, inner_.get_model_value(encoding)) : nullptr;
 }
 
 lbool FpBvLazySolver::equal_in_model(const Term_* a, const Term_* b)

@@ -23,9 +23,14 @@ bool is_alien(const TermManager& tm, const Term_* t)
     return (t->arity() != 0 && !tm.is_term_ite(t)) || !is_fp_sorted(tm, t);
 }
 
-const Term_* from_word(TermManager* tm, const DataType* type, const TermManager& target,
+const Term_* from_word(TermManager* tm, const Term_* t, const TermManager& target,
                        const Term_* word)
 {
+    const DataType* type = TermManager::get_type(t);
+    if (!word) {
+        const bool is_free = type == tm->get_rounding_type() && t->arity() == 0;
+        return is_free ? tm->make_fprounding_even() : nullptr;
+    }
     QNumber bits;
     size_t exp = 0, mant = 0;
     target.is_bv_number(word, &bits);

@@ -22,8 +22,10 @@ bool should_handle(const TermManager& tm, const Term_* atom);
 /// Whether the head of `t` is no operator of floats.
 bool is_alien(const TermManager& tm, const Term_* t);
 
-/// The float or rounding mode of `type` in `tm` that a number of another manager is the word of.
-const Term_* from_word(TermManager* tm, const DataType* type, const TermManager& target,
+/// The value of an encoded float or rounding mode `t` of `tm`.
+/// word  a number of `target`, the manager of words; null if the word of `t` has no bits since no gate
+///       depends on it. A constant mode has any value then, other terms have none: null.
+const Term_* from_word(TermManager* tm, const Term_* t, const TermManager& target,
                        const Term_* word);
 
 /// Whether bits come in from bit-vectors at the head of `t`, or go out to them. The argument that

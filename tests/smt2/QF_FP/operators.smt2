@@ -77,3 +77,13 @@
 (check-sat)
 ; expect: unsat
 (pop 1)
+(push 1)
+; a mode without a say has a value though all are in use
+(declare-const s RoundingMode)
+(assert (fp.leq ((_ to_fp 8 24) RTN x) ((_ to_fp 8 24) r 0.3)))
+(assert (fp.isNaN (fp.mul s one (_ NaN 8 24))))
+(check-sat)
+; expect: sat
+(get-value (s))
+; expect: ((s RNE))
+(pop 1)

@@ -1,0 +1,32 @@
+; There are four rounding modes, whoever asks. One without a say may have any value.
+(set-option :config "theory.fp.mode=0")
+(set-option :produce-models true)
+(set-logic QF_UFFP)
+(define-sort F () (_ FloatingPoint 4 5))
+(declare-fun h (RoundingMode) F)
+(declare-fun p (F) Bool)
+(declare-const a RoundingMode)
+(declare-const b RoundingMode)
+(declare-const c RoundingMode)
+(declare-const d RoundingMode)
+(declare-const e RoundingMode)
+(declare-const x F)
+(push 1)
+(assert (distinct (h a) (h b) (h c) (h d)))
+(check-sat)
+; expect: sat
+(assert (distinct (h a) (h b) (h c) (h d) (h e)))
+(check-sat)
+; expect: unsat
+(pop 1)
+(push 1)
+; all modes are in use
+(assert (p (fp.div a x (_ +oo 4 5))))
+(assert (fp.lt x ((_ to_fp 4 5) b 0.3)))
+(assert (fp.isZero (fp.roundToIntegral RTZ x)))
+(check-sat)
+; expect: sat
+(get-value (a (p (fp.div a x (_ +oo 4 5)))))
+; expect: ((a RNE)
+; expect:  ((p (fp.div a x (_ +oo 4 5))) true))
+(pop 1)
