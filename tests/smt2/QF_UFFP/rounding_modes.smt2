@@ -26,7 +26,6 @@
 (assert (fp.isZero (fp.roundToIntegral RTZ x)))
 (check-sat)
 ; expect: sat
-(get-value (a (p (fp.div a x (_ +oo 4 5)))))
-; expect: ((a RNE)
-; expect:  ((p (fp.div a x (_ +oo 4 5))) true))
+(get-value ((or (= a RNE) (= a RTZ) (= a RTP) (= a RTN))))
+; expect: (((or (= a RNE) (= a RTZ) (= a RTP) (= a RTN)) true))
 (pop 1)
