@@ -110,9 +110,11 @@ private:
             visit_arguments(1, t, false);
         }
         if (is_equality && !owned1 && (!owned0 || equals_application)) {
-            const bool no_constant = !as_constant(t->child(0)) && !as_constant(t->child(1));
+            // EUF passes on what it finds equal to a constant, unless nobody propagates equalities
+            const bool both =
+                !m_->eq_propagator_ || (!as_constant(t->child(0)) && !as_constant(t->child(1)));
             for (const Term_* side : t->children()) {
-                if (no_constant || is_read_in_model(side)) {
+                if (both || is_read_in_model(side)) {
                     make_interface_term(side);
                 }
             }
