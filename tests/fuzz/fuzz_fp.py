@@ -290,39 +290,22 @@ class Checker(fuzz_la.Checker):
                 lines += ['(assert %s)' % f for f in problems[k]] + ['(check-sat)', '(echo "--")']
             for k, have in zip(doubtful, self.answers_of([self.second, '-smt2', '-in'], lines, len(doubtful))):
                 got[k] = have if have in ('sat', 'unsat') else got[k]
-        self.undecided = getattr(self, 'undecided', 0) + got.count('unknown')
         return got
 
-    def ask_oracle(self, head, commands, answers, failed):
+    def ask_oracle(self, head, commands, answers, failed, count=False):
         problems, expect = [], []
         for k, (assertions, assumptions) in enumerate(queries(commands)):
             problems.append(assertions + assumptions)
-            expect.append((k, answers[k]))
+            expect.append((k, answers[k], 'answer'))
+            model = self.model_of(k)
+            if model:
+                problems.append(assertions + assumptions + model)
+                expect.append((k, 'sat', 'model'))
             if failed[k] is not None:
                 problems.append(assertions + [bs.literal_text(*x) for x in failed[k]])
-                expect.append((k, 'unsat'))
-        got = self.judge(head, problems, [want for _, want in expect])
-        for (k, want), have in zip(expect, got):
-            if have in ('sat', 'unsat') and have != want:
-                return 'answer', 'query %d: expected by the program %s, the oracle says %s' % (k + 1, want, have)
-        return None
-
-    def confirm_models(self, head, commands, values):
-        problems, expect = [], []
-        for k, (assertions, assumptions) in enumerate(queries(commands)):
-            if values[k] is None:
-                continue
-            if 'error' in values[k]:
-                return 'model', 'query %d: %s' % (k + 1, values[k])
-            pairs = re.sub(r'^\(|\)\s*$', '', values[k].strip())
-            problems.append(assertions + assumptions + ['(= %s %s)' % p for p in fuzz_la.parse_pairs(pairs)])
-            expect.append(k)
-        got = self.judge(head, problems, ['sat'] * len(problems))
-        self.models = getattr(self, 'models', 0) + got.count('sat')
-        for k, have in zip(expect, got):
-            if have == 'unsat':
-                return 'model', 'query %d: the values are no model: %s' % (k + 1, values[k])
-        return None
+                expect.append((k, 'unsat', 'answer'))
+        got = self.judge(head, problems, [want for _, want, _ in expect])
+        return self.compare(expect, got, count)
 
 
 def is_usual(head):

@@ -120,9 +120,9 @@ class Checker(fuzz_uf.Checker):
         return '(set-option :produce-models true)\n' + text.replace('(echo "--")', asking)
 
     def check(self, head, commands, options, count=False):
+        self.values = []  # by query: what the program says of them, None after unsat
         if not self.args.models:
             return super().check(head, commands, options, count)
-        values = []
         real_run = fuzz_uf.run
 
         def run_and_take_values(cmd, text, timeout):
@@ -132,7 +132,7 @@ class Checker(fuzz_uf.Checker):
                 blocks = out.split('--\n')
                 for block in blocks[:-1]:
                     answer, _, rest = block.partition('values\n')
-                    values.append(rest if answer.startswith('sat') else None)
+                    self.values.append(rest if answer.startswith('sat') else None)
                 out = '"--"\n'.join([b.partition('values\n')[0] for b in blocks[:-1]] + blocks[-1:])
             return code, out, err
         fuzz_uf.run = run_and_take_values
@@ -140,32 +140,14 @@ class Checker(fuzz_uf.Checker):
             found = super().check(head, commands, options, count)
         finally:
             fuzz_uf.run = real_run
-        return found or (self.confirm_models(head, commands, values) if values else None)
+        wrong = [v for v in self.values if v and 'error' in v]
+        return found or (('model', wrong[0]) if wrong else None)
 
-    def confirm_models(self, head, commands, values):
-        lines, expect, k = ['(set-logic %s)' % self.args.logic] + head, [], 0
-        for c in commands:
-            if c[0] not in ('check', 'assume'):
-                lines.append(fuzz_uf.command_text(c))
-                continue
-            if values[k] is not None:
-                if 'error' in values[k]:
-                    return 'model', 'query %d: %s' % (k + 1, values[k])
-                pairs = re.sub(r'^\(|\)\s*$', '', values[k].strip())
-                lines += ['(push 1)'] + ['(assert (= %s %s))' % p for p in parse_pairs(pairs)]
-                lines += ['(assert %s)' % bs.literal_text(*x) for x in c[1]] if c[0] == 'assume' else []
-                lines += ['(check-sat)', '(pop 1)']
-                expect.append(k)
-            k += 1
-        code, out, err = fuzz_uf.run(self.oracle_command(), '\n'.join(lines) + '\n', self.args.timeout * 3)
-        got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
-        if code is None or '(error' in out or len(got) != len(expect):
-            return 'oracle', 'the oracle did not judge the models: ' + (out + err)[:1000]
-        self.models = getattr(self, 'models', 0) + len(got)
-        for k, have in zip(expect, got):
-            if have != 'sat':
-                return 'model', 'query %d: the values are no model: %s' % (k + 1, values[k])
-        return None
+    def model_of(self, k):
+        if not self.values or self.values[k] is None or 'error' in self.values[k]:
+            return None
+        self.models = getattr(self, 'models', 0) + 1
+        return ['(= %s %s)' % p for p in parse_pairs(re.sub(r'^\(|\)\s*$', '', self.values[k].strip()))]
 
 
 def parse_pairs(text):

@@ -226,7 +226,8 @@ def shrink(commands, fails):
 class Checker:
     def __init__(self, args):
         self.args = args
-        self.queries = self.unsat = self.lists = self.cores = 0
+        self.limit = args.timeout  # seconds for the program
+        self.queries = self.unsat = self.lists = self.cores = self.unknown = 0
 
     def command_text(self, k, c):
         """Command number k of a script."""
@@ -259,9 +260,9 @@ class Checker:
                 return None
         asked = [c for c in commands if c[0] in ('check', 'assume')]
         flags = [o for o in options if o[0] == '-']
-        code, out, err = run([self.args.program] + flags, self.script(self.args.logic, head, commands, options), self.args.timeout)
+        code, out, err = run([self.args.program] + flags, self.script(self.args.logic, head, commands, options), self.limit)
         if code is None:
-            return 'hang', 'no end within %d s' % self.args.timeout
+            return 'hang', 'no end within %d s' % self.limit
         if code not in (0, 1) or 'Sanitizer' in err or 'runtime error' in err:
             return 'crash', 'exit status %d: %s' % (code, err[-2000:])
         if 'undeclared sort' in out or 'unknown symbol' in out:
@@ -288,7 +289,7 @@ class Checker:
             self.queries += len(answers)
             self.unsat += answers.count('unsat')
             self.lists += len([x for x in failed if x is not None])
-        found = self.ask_oracle(head, commands, answers, failed)
+        found = self.ask_oracle(head, commands, answers, failed, count)
         return found or (self.confirm_cores(head, commands, answers, failed, cores, count) if cores else None)
 
     def confirm_cores(self, head, commands, answers, failed, cores, count):
@@ -319,32 +320,50 @@ class Checker:
         if count:
             self.cores += len(asked)
         for k, have in zip(asked, got):
-            if have != 'unsat':
+            self.unknown += count and have == 'unknown'
+            if have == 'sat':
                 return 'core', 'query %d: %s is %s' % (k + 1, cores[k], have)
         return None
 
     def oracle_command(self):
-        return [self.args.oracle] + (['-smt2', '-in'] if 'z3' in self.args.oracle else
-                                     ['-q', '--lang', 'smt2', '--incremental'])
+        limit = '%d' % (1000 * self.args.oracle_timeout)  # for one query
+        return [self.args.oracle] + (['-smt2', '-in', '-t:' + limit] if 'z3' in self.args.oracle else
+                                     ['-q', '--lang', 'smt2', '--incremental', '--tlimit-per=' + limit])
 
-    def ask_oracle(self, head, commands, answers, failed):
+    def model_of(self, k):
+        """Formulas that the model of query k satisfies, or None for no model; those who ask for models say."""
+        return None
+
+    def ask_oracle(self, head, commands, answers, failed, count=False):
         lines, expect, k = ['(set-logic %s)' % self.args.logic] + head, [], 0
         for c in commands:
             lines.append(command_text(c))
             if c[0] in ('check', 'assume'):
-                expect.append((k, answers[k]))
+                assumptions = c[1] if c[0] == 'assume' else ()
+                expect.append((k, answers[k], 'answer'))
+                model = self.model_of(k)
+                if model:  # the oracle may give up on the query itself
+                    lines += ['(push 1)'] + ['(assert %s)' % f for f in model] + \
+                        ['(assert %s)' % bs.literal_text(*x) for x in assumptions] + ['(check-sat)', '(pop 1)']
+                    expect.append((k, 'sat', 'model'))
                 if failed[k] is not None:
                     lines += ['(push 1)'] + ['(assert %s)' % bs.literal_text(*x) for x in failed[k]] + \
                         ['(check-sat)', '(pop 1)']
-                    expect.append((k, 'unsat'))
+                    expect.append((k, 'unsat', 'answer'))
                 k += 1
         code, out, err = run(self.oracle_command(), '\n'.join(lines) + '\n', self.args.timeout * 3)
         got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
         if code is None or '(error' in out or len(got) != len(expect):
             return 'oracle', 'the oracle did not answer: ' + (out + err)[:1000]
-        for (k, want), have in zip(expect, got):
-            if have != want:
-                return 'answer', 'query %d: expected by the program %s, the oracle says %s' % (k + 1, want, have)
+        return self.compare(expect, got, count)
+
+    def compare(self, expect, got, count):
+        """The first answer of the oracle that differs from what is expected, (number of query, answer, kind)."""
+        for (k, want, kind), have in zip(expect, got):
+            self.unknown += count and have not in ('sat', 'unsat')
+            if have in ('sat', 'unsat') and have != want:
+                return kind, 'query %d: expected by the program %s, the oracle says %s%s' % (
+                    k + 1, want, have, ' with the values of the model' * (kind == 'model'))
         return None
 
 
@@ -373,6 +392,9 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
     ap.add_argument('--logic', default=logics[0], choices=logics)
     ap.add_argument('--oracle', default=oracle, help='z3 or cvc5 (default: %(default)s)')
     ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
+    ap.add_argument('--oracle-timeout', type=float, default=10, help='seconds of the oracle for one query')
+    ap.add_argument('--may-hang-timeout', type=int, default=20,
+                    help='seconds for a script that need not end at all, where that is less')
     ap.add_argument('--models', action='store_true', help='check values of constants, too, where the fuzzer can')
     ap.add_argument('--cores', action='store_true', help='check unsat cores, too')
     ap.add_argument('--config', action='append', default=[], metavar='NAME=VALUE', help='a fixed option')
@@ -393,10 +415,12 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
         head, commands = gen.declarations(), gen.run()
         chosen = [] if args.no_options else random_options(rnd, options(args.logic))
         chosen += args.config
+        open_ended = may_hang(gen, chosen)
+        checker.limit = min(args.timeout, args.may_hang_timeout) if open_ended else args.timeout
         found = checker.check(head, commands, chosen, count=True)
         if not found:
             continue
-        if found[0] == 'oracle' and '(error' not in found[1] or found[0] == 'hang' and may_hang(gen, chosen):
+        if found[0] == 'oracle' and '(error' not in found[1] or found[0] == 'hang' and open_ended:
             hangs += 1  # the oracle may give up as it likes
             continue
         failures += 1
@@ -420,10 +444,10 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
                 f.write(text)
         if failures >= args.max_failures:
             break
-    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models, %d cores, %d scripts '
-          'and %d queries not decided in time; %d failures' %
-          (i + 1, checker.queries, checker.unsat, checker.lists, getattr(checker, 'models', 0), checker.cores,
-           hangs, getattr(checker, 'undecided', 0), failures))
+    print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models, %d cores, %d scripts and '
+          '%d questions to the oracle not decided in time; %d failures' % (
+              i + 1, checker.queries, checker.unsat, checker.lists, getattr(checker, 'models', 0), checker.cores,
+              hangs, checker.unknown, failures))
     sys.exit(1 if failures else 0)
 
 
