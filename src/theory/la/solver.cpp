@@ -235,7 +235,9 @@ bool Solver::push_bound(int c, bool is_upper, const DNumber& bound, std::vector<
             to_examine_.insert(tableau_.row_index(var));
         } else if (deduction_level_ > 1) {
             for (const Tableau::Entry& e : tableau_.column(var)) {
-                to_examine_.insert(e.row);
+                if (!has_free_pair(e.row)) {
+                    to_examine_.insert(e.row);
+                }
             }
         }
     }

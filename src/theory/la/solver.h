@@ -222,6 +222,13 @@ private:
         uint32_t reasons; // start in reason_pool_; they end where the next record's start
         size_t depth;     // of the stack when it was found
     };
+    /// Two variables of a row that had no bound when it was examined last. While they have none, the
+    /// row implies nothing. Most rows have such a pair, and this saves going to their terms.
+    struct FreePair {
+        uint32_t version = 0; // of the row
+        int first = 0;
+        int second = 0;
+    };
 
     static size_t idx(int v) { return static_cast<size_t>(v); }
     static const DNumber& unit_delta();
@@ -260,6 +267,19 @@ private:
     bool is_open(int c) const;
     bool has_open_constraint(int var) const;
     void try_range_implications(int r);
+    bool is_free(int var) const
+    {
+        return vars_[idx(var)].lower_reason == 0 && vars_[idx(var)].upper_reason == 0;
+    }
+    bool has_free_pair(int r) const
+    {
+        if (idx(r) >= free_pairs_.size()) {
+            return false;
+        }
+        const FreePair& p = free_pairs_[idx(r)];
+        return p.version == tableau_.row_version(r) && is_free(p.first) && is_free(p.second);
+    }
+    bool find_free_pair(int r);
     void imply_beyond_limit(const Row& row, const Row::Term& t, bool of_min);
     void add_reason(int c);
     void finish_implication(int c, size_t first_reason);
@@ -308,6 +328,7 @@ private:
 
     std::vector<Implication> implications_;
     std::vector<int> reason_pool_;
+    std::vector<FreePair> free_pairs_; // by row
     size_t implied_cursor_ = 0;
     std::vector<char> reason_mark_; // by constraint, while a list of reasons is made
 

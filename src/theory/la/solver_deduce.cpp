@@ -53,12 +53,35 @@ bool Solver::has_open_constraint(int var) const
     return std::any_of(list.begin(), list.end(), [this](int c) { return is_open(c); });
 }
 
+/// Looks for a pair that keeps row r from implying anything.
+bool Solver::find_free_pair(int r)
+{
+    int first = 0;
+    for (const Row::Term& t : tableau_.row_at(r).terms()) {
+        if (!is_free(t.var)) {
+            continue;
+        }
+        if (first != 0) {
+            if (idx(r) >= free_pairs_.size()) {
+                free_pairs_.resize(2 * idx(r) + 1);
+            }
+            free_pairs_[idx(r)] = {tableau_.row_version(r), first, t.var};
+            return true;
+        }
+        first = t.var;
+    }
+    return false;
+}
+
 /// Looks for constraints on the variables of a row that follow from the bounds of the others: the
 /// terms add up to 0, so one of them is at most minus the least the others add up to. No conflict
 /// can show here: the values satisfy the row and are within all bounds.
 /// r  index of a row
 void Solver::try_range_implications(int r)
 {
+    if (has_free_pair(r) || find_free_pair(r)) {
+        return;
+    }
     const Row& row = tableau_.row_at(r);
     for (const bool of_min : {true, false}) {
         const Row::Term* unbounded = nullptr;

@@ -141,11 +141,13 @@ void Tableau::enter(const Equation& eq)
     if (free_rows_.empty()) {
         r = static_cast<int>(rows_.size());
         rows_.emplace_back();
+        row_version_.push_back(0);
     } else {
         r = free_rows_.back();
         free_rows_.pop_back();
     }
     const int b = eq.row_var();
+    ++row_version_[idx(r)];
     rows_[idx(r)].row_var_ = b;
     row_of_[idx(b)] = r;
     for (const VarCoeff& t : eq.terms()) {
@@ -239,6 +241,7 @@ void Tableau::pivot(int x, int y)
 /// its places in row and column.
 void Tableau::add_multiple(int z, size_t y_place, const Row& row, int y, int x)
 {
+    ++row_version_[idx(z)];
     std::vector<Row::Term>& terms = rows_[idx(z)].terms_;
     const QNumber factor = terms[y_place].coeff;
     const bool one = factor == 1L;

@@ -93,6 +93,8 @@ public:
     /// By row index, as columns give it; without terms where there is no row any more.
     const Row& row_at(int r) const { return rows_[idx(r)]; }
     int basic_of_row(int r) const { return rows_[idx(r)].row_var(); }
+    /// Grows whenever the set of variables of a row changes; from 1.
+    uint32_t row_version(int r) const { return row_version_[idx(r)]; }
     const Column& column(int v) const
     {
         return idx(v) < columns_.size() ? columns_[idx(v)] : no_rows_;
@@ -139,10 +141,11 @@ private:
 
     std::vector<Row> rows_; // empty ones are free slots
     std::vector<int> free_rows_;
-    std::vector<Column> columns_;  // by variable
-    std::vector<int> row_of_;      // by variable: its row, -1 when it is not basic
-    std::vector<Equation> stored_; // of eliminated variables, in the order of elimination
-    std::vector<int> stored_of_;   // by variable: place in stored_, -1 when not eliminated
+    std::vector<uint32_t> row_version_; // by row index
+    std::vector<Column> columns_;       // by variable
+    std::vector<int> row_of_;           // by variable: its row, -1 when it is not basic
+    std::vector<Equation> stored_;      // of eliminated variables, in the order of elimination
+    std::vector<int> stored_of_;        // by variable: place in stored_, -1 when not eliminated
     int num_rows_ = 0;
     std::vector<uint32_t> pivot_place_; // by variable: place + 1 in the pivot row, or 0
     std::vector<char> met_;             // by place in the pivot row
