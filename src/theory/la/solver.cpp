@@ -52,6 +52,7 @@ void Solver::tell(int c, int var, const DNumber& bound, BoundKind kind)
     r.kind = kind;
     r.bound = bound;
     var_constraints_[idx(var)].push_back(c);
+    ++vars_[idx(var)].num_open;
     bring_back(var);
 }
 
@@ -102,6 +103,9 @@ void Solver::retract_bound(int c)
 {
     RangeConstraint& r = constraints_[idx(c)];
     TARQ_ASSERT(r.var != 0 && r.pushed == 0);
+    if (is_open(c)) {
+        --vars_[idx(r.var)].num_open;
+    }
     if (r.record >= 0) {
         implications_[idx(r.record)].constraint = 0;
     }
@@ -251,6 +255,9 @@ bool Solver::push_constraint(int c)
     }
     RangeConstraint& r = constraints_[idx(c)];
     TARQ_ASSERT(r.var != 0);
+    if (is_open(c)) {
+        --vars_[idx(r.var)].num_open;
+    }
     ++r.pushed;
     ++num_pushed_;
     bool ok = !inconsistent_;
@@ -319,6 +326,9 @@ int Solver::pop_constraint()
         --vars_[idx(r.var)].num_diseqs;
     }
     --r.pushed;
+    if (is_open(c)) {
+        ++vars_[idx(r.var)].num_open;
+    }
     --num_pushed_;
     if (inconsistent_ && stack_.size() < inconsistent_depth_) {
         inconsistent_ = false;
@@ -331,8 +341,12 @@ int Solver::pop_constraint()
 void Solver::drop_implications()
 {
     while (!implications_.empty() && implications_.back().depth > stack_.size()) {
-        if (implications_.back().constraint != 0) {
-            constraints_[idx(implications_.back().constraint)].record = -1;
+        const int c = implications_.back().constraint;
+        if (c != 0) {
+            constraints_[idx(c)].record = -1;
+            if (is_open(c)) {
+                ++vars_[idx(constraints_[idx(c)].var)].num_open;
+            }
         }
         reason_pool_.resize(implications_.back().reasons);
         implications_.pop_back();

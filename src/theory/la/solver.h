@@ -48,6 +48,7 @@ struct VariableBounds {
     int lower_reason = 0; // the constraint that set it, 0 for none
     int upper_reason = 0;
     int num_diseqs = 0; // pushed disequalities on it
+    int num_open = 0;   // constraints on it that may yet be implied
     bool known = false; // mentioned by a row or a constraint
     bool interface = false;
     bool changed = false; // has an entry in the log of changed values
@@ -106,7 +107,13 @@ public:
     {
         tell(c, var, b, BoundKind::DISEQUAL);
     }
-    void set_never_implied(int c) { constraints_[idx(c)].never_implied = true; }
+    void set_never_implied(int c)
+    {
+        if (is_open(c)) {
+            --vars_[idx(constraints_[idx(c)].var)].num_open;
+        }
+        constraints_[idx(c)].never_implied = true;
+    }
     bool is_told(int c) const { return idx(c) < constraints_.size() && constraints_[idx(c)].var; }
     const RangeConstraint& get_constraint(int c) const { return constraints_[idx(c)]; }
     /// Undoes the telling of a constraint that is not on the stack.
@@ -264,8 +271,13 @@ private:
 
     // solver_deduce.cpp
     void try_trivial_implications(int c, bool is_upper);
-    bool is_open(int c) const;
-    bool has_open_constraint(int var) const;
+    /// Whether a constraint may yet be implied; num_open counts them for each variable.
+    bool is_open(int c) const
+    {
+        const RangeConstraint& r = constraints_[idx(c)];
+        return r.pushed == 0 && r.record < 0 && !r.never_implied;
+    }
+    bool has_open_constraint(int var) const { return vars_[idx(var)].num_open != 0; }
     void try_range_implications(int r);
     bool is_free(int var) const
     {

@@ -11,6 +11,9 @@ void Solver::try_trivial_implications(int c, bool is_upper)
 {
     const int var = constraints_[idx(c)].var;
     const VariableBounds& v = vars_[idx(var)];
+    if (v.num_open == 0) {
+        return;
+    }
     const DNumber& bound = is_upper ? v.upper : v.lower;
     const int sign = is_upper ? 1 : -1;
     const BoundKind same_side = is_upper ? BoundKind::UPPER : BoundKind::LOWER;
@@ -39,18 +42,6 @@ void Solver::try_trivial_implications(int c, bool is_upper)
         ++stats_.trivial_implications;
         finish_implication(c2, first);
     }
-}
-
-bool Solver::is_open(int c) const
-{
-    const RangeConstraint& r = constraints_[idx(c)];
-    return r.pushed == 0 && r.record < 0 && !r.never_implied;
-}
-
-bool Solver::has_open_constraint(int var) const
-{
-    const std::vector<int>& list = var_constraints_[idx(var)];
-    return std::any_of(list.begin(), list.end(), [this](int c) { return is_open(c); });
 }
 
 /// Looks for a pair that keeps row r from implying anything.
@@ -200,6 +191,8 @@ void Solver::finish_implication(int c, size_t first_reason)
     for (size_t i = first_reason; i < reason_pool_.size(); ++i) {
         reason_mark_[idx(reason_pool_[i])] = 0;
     }
+    TARQ_ASSERT(is_open(c));
+    --vars_[idx(constraints_[idx(c)].var)].num_open;
     constraints_[idx(c)].record = static_cast<int>(implications_.size());
     implications_.push_back({c, static_cast<uint32_t>(first_reason), stack_.size()});
 }

@@ -22,6 +22,9 @@ bool Solver::check_invariants() const
             (tableau_.is_basic(var) && to_check_.contains(var));
         ok = !v.known || tableau_.is_eliminated(var) || listed ||
              (v.lower <= v.value && v.value <= v.upper);
+        ok = ok &&
+             v.num_open == std::count_if(var_constraints_[i].begin(), var_constraints_[i].end(),
+                                         [this](int c) { return is_open(c); });
     }
     return ok;
 }
