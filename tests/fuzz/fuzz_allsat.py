@@ -77,12 +77,14 @@ class Oracle:
         names = ['important%d' % i for i in range(len(terms))]
         self.tell(['(push 1)'] + ['(declare-const %s Bool)\n(assert (= %s %s))' % (n, n, t) for n, t in zip(names, terms)])
         found = set()
-        while self.ask('(check-sat)') == 'sat':
+        while (answer := self.ask('(check-sat)')) == 'sat':
             model = tuple(self.ask('(eval %s :completion true)' % n) == 'true' for n in names)
             if model in found or len(found) > MAX_MODELS:
                 raise ValueError('the oracle repeats itself')
             found.add(model)
             self.tell(['(assert (or false %s))' % ' '.join('(not %s)' % n if v else n for n, v in zip(names, model))])
+        if answer != 'unsat':
+            raise ValueError('the oracle gives up')
         self.tell(['(pop 1)'])
         return found
 

@@ -305,7 +305,7 @@ class Checker(fuzz_la.Checker):
                 problems.append(assertions + [bs.literal_text(*x) for x in failed[k]])
                 expect.append((k, 'unsat', 'answer'))
         got = self.judge(head, problems, [want for _, want, _ in expect])
-        return self.compare(expect, got, count)
+        return self.compare_answers(expect, got, count)
 
 
 def is_usual(head):

@@ -355,9 +355,9 @@ class Checker:
         got = [x for x in out.split('\n') if x in ('sat', 'unsat', 'unknown')]
         if code is None or '(error' in out or len(got) != len(expect):
             return 'oracle', 'the oracle did not answer: ' + (out + err)[:1000]
-        return self.compare(expect, got, count)
+        return self.compare_answers(expect, got, count)
 
-    def compare(self, expect, got, count):
+    def compare_answers(self, expect, got, count):
         """The first answer of the oracle that differs from what is expected, (number of query, answer, kind)."""
         for (k, want, kind), have in zip(expect, got):
             self.unknown += count and have not in ('sat', 'unsat')
