@@ -2,7 +2,7 @@
 """The time to encode Float64 operations, up to the search: CPU seconds of solvers on one sum, product,
 quotient, and dot product of four pairs.
 
-  first_decision.py [--runs N] NAME=COMMAND [NAME=COMMAND ...]
+  float_circuits.py [--runs N] NAME=COMMAND [NAME=COMMAND ...]
 
 COMMAND is split like a shell line; "{}" stands for the file. Each script asks for operands whose result is
 NaN: every gate has to be made, and then hardly anything needs to be searched. The time is that of the whole
