@@ -5,6 +5,7 @@
 #include "scriptinterpreter.h"
 #include "stop.h"
 
+#include <iomanip>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -186,6 +187,11 @@ void Runner::print_stats()
 {
     std::ostringstream out;
     env_->print_stats(out, "; ");
+    const Environment::RawStats raw = env_->get_raw_stats();
+    if (raw.sat_decisions > 0) {
+        out << "; :time-to-first-decision " << std::fixed << std::setprecision(3)
+            << raw.first_decision_seconds << '\n';
+    }
     print_process_stats(out, "; ");
     channels_.regular.write(out.str());
 }

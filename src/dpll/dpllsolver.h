@@ -92,6 +92,7 @@ public:
         uint64_t tot_literals = 0;    // learnt, after minimisation
         uint64_t reductions = 0;      // of the learnt clauses
         uint64_t learnt_removed = 0;
+        double first_decision_seconds = 0; // processor time of the process at the first decision
     };
 
     /// config  borrowed; read through the life of the engine

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
 namespace tarq {
 
@@ -197,6 +198,9 @@ DpllSolver::Step DpllSolver::search_step()
     }
     if (s != Step::go_on) {
         return s;
+    }
+    if (stats_.decisions == 0) {
+        stats_.first_decision_seconds = static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
     }
     ++stats_.decisions;
     ++solve_decisions_;

@@ -701,6 +701,7 @@ Environment::RawStats Environment::get_raw_stats() const
     r.sat_binary_watched_clauses_visited = s.binary_watched_clauses_visited;
     r.sat_conflicts = s.conflicts;
     r.sat_theory_conflicts = s.theory_conflicts;
+    r.first_decision_seconds = s.first_decision_seconds;
     return r;
 }
 

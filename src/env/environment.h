@@ -81,6 +81,7 @@ public:
         uint64_t sat_binary_watched_clauses_visited = 0;
         uint64_t sat_conflicts = 0;
         uint64_t sat_theory_conflicts = 0;
+        double first_decision_seconds = 0; // processor time of the process until then; 0 before
     };
 
     /// Told of the models that diversify() finds.

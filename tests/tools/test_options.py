@@ -88,6 +88,7 @@ class CommandLine(TestCase):
         self.assertEqual(rows[":sat-checks"], "1")
         self.assertEqual(int(rows[":cnf-clauses"]), 2)
         self.assertGreater(float(rows[":memory"]), 1)
+        self.assertLessEqual(float(rows[":time-to-first-decision"]), float(rows[":time"]))
 
     def test_two_runs_are_equal_to_the_last_counter(self):
         text = """(declare-const a Bool)(declare-const b Bool)(declare-const c Bool)
