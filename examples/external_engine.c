@@ -58,6 +58,7 @@ static CCaDiCaL* new_solver(void)
     ccadical_set_option(sat, "lucky", 0);
     ccadical_set_option(sat, "walk", 0);
     ccadical_set_option(sat, "rephase", 0);
+    ccadical_set_option(sat, "phase", 0); /* atoms that no clause needs are best left false */
     return sat;
 }
 
@@ -259,6 +260,14 @@ static int examine(engine* e, const int* assumptions)
     tarq_truth_value code;
     int* clause;
     memset(e->dropped, 0, (size_t)e->num_vars + 1);
+    /* What no search can change comes first and at once: it need not be taken back literal by literal. */
+    for (var = 1; var <= num_vars; ++var) {
+        const int fixed = e->num_levels == 0 ? ccadical_fixed(e->sat, var) : 0;
+        if (fixed != 0 && report(e, fixed > 0 ? var : -var) != 0) {
+            return -1;
+        }
+    }
+    var = 1;
     for (; *assumptions; ++assumptions) {
         if (open_level(e) != 0 || report(e, *assumptions) != 0) {
             return -1;
@@ -408,12 +417,18 @@ static void free_engine(engine* e)
 
 /* -- The rest is a user of Tarq like any other */
 
-static tarq_env make_env(engine* e, const char* models)
+/* only_words: all formulas are about bit-vectors, which need nothing but clauses then */
+static tarq_env make_env(engine* e, const char* models, int only_words)
 {
     tarq_config config = tarq_create_config();
     tarq_env env;
     tarq_set_option(config, "model_generation", models);
     tarq_set_option(config, "allow_bool_function_args", "true");
+    if (only_words) {
+        tarq_set_option(config, "theory.euf.enabled", "false");
+        tarq_set_option(config, "theory.la.enabled", "false");
+        tarq_set_option(config, "theory.bv.bit_blast_mode", "2");
+    }
     env = tarq_create_env(config);
     tarq_destroy_config(config);
     init_engine(e);
@@ -440,7 +455,7 @@ static void demonstrate(void)
         "(assert (= (bvmul a a) #x51))",
     };
     engine e;
-    tarq_env env = make_env(&e, "true");
+    tarq_env env = make_env(&e, "true", 0);
     tarq_term p, q, a, assumptions[2];
     tarq_model model;
     char text[1000];
@@ -603,7 +618,7 @@ static void run_script(const char* name, const char* s)
     text declarations = {NULL, 0};
     text formulas = {NULL, 0};
     engine e;
-    tarq_env env = make_env(&e, "false");
+    tarq_env env = make_env(&e, "false", strstr(s, "(set-logic QF_BV)") != NULL);
     append(&declarations, "", "");
     printf("%s:\n", name);
     for (s = skip_blanks(s); *s == '(';) {
