@@ -27,13 +27,14 @@ struct LogicSetting {
 // Words alone: without a solver for equalities their term-ITEs become circuits, and of the three
 // conversions to clauses the one by cut mapping finds most of what two circuits have in common.
 // Where indices are integers that interface equalities would have to compare, arrays are checked by
-// the values of a model.
+// the values of a model. Differences of integers with functions: lemmas that repeat the congruences of
+// a conflict halve the number of conflicts.
 constexpr LogicSetting LOGIC_SETTINGS[] = {
     {"QF_BV", "theory.euf.enabled", "false"},   {"QF_BV", "theory.la.enabled", "false"},
     {"QF_BV", "theory.bv.bit_blast_mode", "2"}, {"QF_FP", "theory.euf.enabled", "false"},
     {"QF_FP", "theory.la.enabled", "false"},    {"QF_BVFP", "theory.euf.enabled", "false"},
     {"QF_BVFP", "theory.la.enabled", "false"},  {"QF_BVFP", "theory.bv.bit_blast_mode", "2"},
-    {"QF_AUFLIA", "theory.arr.mode", "1"},
+    {"QF_AUFLIA", "theory.arr.mode", "1"},      {"QF_UFIDL", "theory.euf.dyn_ack", "1"},
 };
 
 bool is_tuned(std::string_view logic)
