@@ -142,10 +142,10 @@ class Generator(fuzz_uf.Generator):
 
 
 def may_hang(gen, options):
-    """A search over unbounded integers need not end; one whose branches nobody limits, or over all values of
-    a system that nobody eliminates, not in time."""
+    """A search over unbounded integers need not end, where functions are concerned without the elimination of
+    equations; one whose branches nobody limits not in time."""
     return (not gen.bound or 'theory.la.laz_internal_branch_and_bound_limit=0' in options or
-            gen.systems and 'theory.la.laz_equality_elimination=false' in options or
+            'theory.la.laz_equality_elimination=false' in options or
             fuzz_uf.is_random_walk(gen, options))
 
 
