@@ -247,8 +247,8 @@ class Checker(fuzz_la.Checker):
     second = shutil.which('z3')
 
     def check(self, head, commands, options, count=False):
-        if 'BV' in self.args.logic:  # needs the link of the eager solver
-            options = [o for o in options if o != 'theory.fp.mode=0']
+        if 'BV' in self.args.logic:  # needs the link between the two eager solvers
+            options = [o for o in options if o not in ('theory.fp.mode=0', 'theory.bv.eager=false')]
         modes = [o for o in options if 'minmax_zero_mode' in o]
         self.mode = int(modes[-1].partition('=')[2]) if modes else 4
         return super().check(head, commands, options, count)
