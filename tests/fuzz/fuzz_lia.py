@@ -142,9 +142,9 @@ class Generator(fuzz_uf.Generator):
 
 
 def may_hang(gen, options):
-    """A search over unbounded integers need not end, where functions are concerned without the elimination of
-    equations; one whose branches nobody limits not in time."""
-    return (not gen.bound or 'theory.la.laz_internal_branch_and_bound_limit=0' in options or
+    """A search over unbounded integers, values of functions among them, need not end, nor in time one whose
+    branches nobody limits, or over the solutions of equations that nobody eliminates."""
+    return (not gen.bound or gen.functions or 'theory.la.laz_internal_branch_and_bound_limit=0' in options or
             'theory.la.laz_equality_elimination=false' in options or
             fuzz_uf.is_random_walk(gen, options))
 
