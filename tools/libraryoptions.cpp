@@ -30,11 +30,17 @@ struct LogicSetting {
 // the values of a model. Differences of integers with functions: lemmas that repeat the congruences of
 // a conflict halve the number of conflicts.
 constexpr LogicSetting LOGIC_SETTINGS[] = {
-    {"QF_BV", "theory.euf.enabled", "false"},   {"QF_BV", "theory.la.enabled", "false"},
-    {"QF_BV", "theory.bv.bit_blast_mode", "2"}, {"QF_FP", "theory.euf.enabled", "false"},
-    {"QF_FP", "theory.la.enabled", "false"},    {"QF_BVFP", "theory.euf.enabled", "false"},
-    {"QF_BVFP", "theory.la.enabled", "false"},  {"QF_BVFP", "theory.bv.bit_blast_mode", "2"},
-    {"QF_AUFLIA", "theory.arr.mode", "1"},      {"QF_UFIDL", "theory.euf.dyn_ack", "1"},
+    {"QF_BV", "theory.euf.enabled", "false"},
+    {"QF_BV", "theory.la.enabled", "false"},
+    {"QF_BV", "theory.bv.bit_blast_mode", "2"},
+    {"QF_FP", "theory.euf.enabled", "false"},
+    {"QF_FP", "theory.la.enabled", "false"},
+    {"QF_BVFP", "theory.euf.enabled", "false"},
+    {"QF_BVFP", "theory.la.enabled", "false"},
+    {"QF_BVFP", "theory.bv.bit_blast_mode", "2"},
+    {"QF_AUFLIA", "theory.euf.dyn_ack", "2"},
+    {"QF_AUFLIA", "theory.interface_eq_batch_size", "0"},
+    {"QF_UFIDL", "theory.euf.dyn_ack", "1"},
 };
 
 bool is_tuned(std::string_view logic)

@@ -79,10 +79,9 @@ void Solver::collect_int_vars()
     for (int v = 1; v < mapper_->end_of_variables(); ++v) {
         if (is_int_var(v)) {
             int_vars_.push_back(v);
+            simplex_->note_move(v);
         }
     }
-    seen_fractional_ = 0;
-    integral_version_ = UINT64_MAX;
 }
 
 /// Lists the integer variables without a whole value. Returns whether there are any.
@@ -100,24 +99,11 @@ bool Solver::collect_fractional()
     return !fractional_.empty();
 }
 
-/// Whether a variable of the tableau is fractional, for checks that need not know more. Looks first
-/// where there was one the last time.
+/// Whether a variable of the tableau is fractional, for checks that need not know more.
 bool Solver::has_fractional()
 {
     collect_int_vars();
-    if (integral_version_ == simplex_->value_version()) {
-        return false;
-    }
-    const size_t n = int_vars_.size();
-    for (size_t i = 0; i < n; ++i) {
-        const size_t k = seen_fractional_ + i < n ? seen_fractional_ + i : seen_fractional_ + i - n;
-        if (simplex_->is_fractional_in_tableau(int_vars_[k])) {
-            seen_fractional_ = k;
-            return true;
-        }
-    }
-    integral_version_ = simplex_->value_version();
-    return false;
+    return simplex_->any_moved_fractional([this](int v) { return is_int_var(v); });
 }
 
 /// The variables with a pushed constraint, each once, in the order of their first one.

@@ -186,8 +186,6 @@ private:
     std::vector<int> source_pool_;
     std::vector<Frame> frames_;
     hsh::HashMap<int, Score> scores_;
-    size_t seen_fractional_ = 0;             // where in int_vars_ there was a fractional value
-    uint64_t integral_version_ = UINT64_MAX; // of the simplex' values when there was none
     int approx_countdown_ = 0;               // checks to be left out
     int approx_period_ = 1;
     uint64_t point_countdown_ = 0;

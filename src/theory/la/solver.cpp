@@ -81,7 +81,7 @@ void Solver::enter_row_value(int b)
     const Row& row = tableau_.row(b);
     VariableBounds& v = vars_[idx(b)];
     TARQ_ASSERT(!v.changed);
-    ++value_version_;
+    note_move(b);
     v.value = eval(row);
     DNumber old = v.value;
     for (const auto& [var, old_value] : changed_) {

@@ -52,6 +52,7 @@ struct VariableBounds {
     bool known = false; // mentioned by a row or a constraint
     bool interface = false;
     bool changed = false; // has an entry in the log of changed values
+    bool moved = false;   // is on the list of variables that moved
 };
 
 /// Decides conjunctions of bounds.
@@ -172,8 +173,28 @@ public:
         return idx(var) < vars_.size() && vars_[idx(var)].known && !tableau_.is_eliminated(var) &&
                !vars_[idx(var)].value.is_int();
     }
-    /// Grows whenever a variable of the tableau gets another value.
-    uint64_t value_version() const { return value_version_; }
+    /// Whether a variable of the tableau that `is_int` accepts is fractional. Looks only at those that
+    /// got another value since they were last seen to be whole, the latest first.
+    template <typename Predicate> bool any_moved_fractional(Predicate is_int)
+    {
+        while (!moved_.empty()) {
+            const int v = moved_.back();
+            if (is_fractional_in_tableau(v) && is_int(v)) {
+                return true;
+            }
+            vars_[idx(v)].moved = false;
+            moved_.pop_back();
+        }
+        return false;
+    }
+    /// Has any_moved_fractional() look at the variable again; nothing for one that is not known.
+    void note_move(int var)
+    {
+        if (idx(var) < vars_.size() && !vars_[idx(var)].moved) {
+            vars_[idx(var)].moved = true;
+            moved_.push_back(var);
+        }
+    }
     const DNumber& lower_bound(int var) const { return vars_[idx(var)].lower; }
     const DNumber& upper_bound(int var) const { return vars_[idx(var)].upper; }
     /// Fixes rational values, after a complete check that succeeded. All pushed constraints hold
@@ -346,7 +367,7 @@ private:
 
     std::vector<DNumber> abstract_; // of eliminated variables
     bool abstract_valid_ = false;
-    uint64_t value_version_ = 0;
+    std::vector<int> moved_; // see any_moved_fractional()
     std::vector<QNumber> model_; // by variable
     std::vector<char> has_model_;
     std::vector<int> interface_vars_;

@@ -172,6 +172,7 @@ uint32_t Solver::count_stopped(int y, int x, bool up, uint32_t limit) const
 void Solver::note_change(VariableBounds& v, int var)
 {
     abstract_valid_ = false;
+    note_move(var);
     if (!v.changed) {
         v.changed = true;
         changed_.emplace_back(var, v.value);
@@ -191,7 +192,6 @@ void Solver::recheck(int b)
 /// Moves a non-basic variable.
 void Solver::update(int y, const DNumber& value)
 {
-    ++value_version_;
     VariableBounds& v = vars_[idx(y)];
     theta_ = value;
     theta_ -= v.value;
@@ -210,7 +210,6 @@ void Solver::update(int y, const DNumber& value)
 void Solver::pivot_and_update(int x, int y, const DNumber& target)
 {
     ++stats_.pivots;
-    ++value_version_;
     VariableBounds& vx = vars_[idx(x)];
     VariableBounds& vy = vars_[idx(y)];
     theta_ = target;
@@ -247,11 +246,11 @@ void Solver::commit()
 void Solver::restore()
 {
     abstract_valid_ = false;
-    ++value_version_;
     for (auto& [var, value] : changed_) {
         VariableBounds& v = vars_[idx(var)];
         v.changed = false;
         v.value = std::move(value);
+        note_move(var);
         to_restore_.push_back(var);
     }
     changed_.clear();
