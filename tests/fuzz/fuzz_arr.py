@@ -76,18 +76,37 @@ class Generator(fuzz_uf.Generator):
 ELEMENT = re.compile(r'\(as @(\d+) (\w+)\)')  # of an uninterpreted sort, in a value
 
 
+def element_name(m):
+    return 'element_%s_%s' % (m[2], m[1])
+
+
 class Checker(fuzz_la.Checker):
-    def confirm_models(self, head, commands, values):
-        """As for numbers. Elements with different names are different."""
+    """As for numbers. Elements of uninterpreted sorts are constants; those of one model are different."""
+
+    def ask_oracle(self, head, commands, answers, failed, count=False):
+        elements = {(element_name(m), m[2]) for v in self.values if v for m in ELEMENT.finditer(v)}
+        head = head + ['(declare-fun %s () %s)' % e for e in sorted(elements)]
+        return super().ask_oracle(head, commands, answers, failed, count)
+
+    def model_of(self, k):
+        formulas = super().model_of(k)
+        if formulas is None:
+            return None
         by_sort = {}
-        for number, sort in sorted(set(ELEMENT.findall(' '.join(v or '' for v in values)))):
-            by_sort.setdefault(sort, []).append('element_%s_%s' % (sort, number))
-        for sort, names in sorted(by_sort.items()):
-            head = head + ['(declare-fun %s () %s)' % (n, sort) for n in names]
-            head += ['(assert (distinct %s))' % ' '.join(names)] * (len(names) > 1)
-        values = [v and ELEMENT.sub(r'element_\2_\1', v) for v in values]
-        return super().confirm_models(head, commands, values)
+        for m in sorted(set(m.groups() for f in formulas for m in ELEMENT.finditer(f))):
+            by_sort.setdefault(m[1], []).append('element_%s_%s' % (m[1], m[0]))
+        different = ['(distinct %s)' % ' '.join(names) for _, names in sorted(by_sort.items()) if len(names) > 1]
+        return [ELEMENT.sub(element_name, f) for f in formulas] + different
+
+
+# Under these a script of arrays of arrays may take minutes that ends at once with the defaults.
+SLOW = {'theory.arr.enable_ext_arg=false', 'theory.pure_literal_filtering=true', 'theory.eq_propagation=false',
+        'theory.interface_eq_policy=1', 'dpll.branching_random_frequency=0.1'}
+
+
+def may_hang(gen, options):
+    return fuzz_uf.is_random_walk(gen, options) or not SLOW.isdisjoint(options)
 
 
 if __name__ == '__main__':
-    fuzz_uf.main(__doc__, 'arr', ['ALL'], Generator, lambda logic: OPTIONS, Checker)
+    fuzz_uf.main(__doc__, 'arr', ['ALL'], Generator, lambda logic: OPTIONS, Checker, may_hang)
