@@ -2,6 +2,7 @@
 """Runs malformed and misused scripts: each must give its errors and leave the program usable.
 
   run.py --program PROGRAM [--only NAME] [--skip-large] [--show]
+  run.py --program PROGRAM --mutate 1000 FOLDER...
 
 The *.cases files here hold hand-written scripts. A case is
 
@@ -18,6 +19,10 @@ Behind each script, unless it says no-follow, stand declarations and two queries
 too random for a file: long tokens, deep nesting, random bytes, a script cut at every place, a script
 with bytes changed. Those need some error or answer, no crash, no hang, no leak. Under a program built
 with sanitizers a report counts as a crash; its exit status is set to 99 by the runner.
+
+With --mutate only scripts from the folders are run, small ones in which a word or a parenthesis is
+dropped, doubled, exchanged or replaced, a byte changed, or the end cut off. Every error must name a
+line, the first one no line before the change. Those that come out valid don't count.
 
 The exit status is 1 if any case fails. Python 3 standard library only.
 """
@@ -44,8 +49,9 @@ LINE = re.compile(r'\(line: (\d+)\)|line (\d+)')
 class Case:
     """expect: lines as in the files, or None when every output is right."""
 
-    def __init__(self, name, script, expect, follow=True):
+    def __init__(self, name, script, expect, follow=True, changed_line=0):
         self.name, self.script, self.expect, self.follow = name, script, expect, follow
+        self.changed_line = changed_line  # of a mutated script, where it may be malformed
 
 
 def unescape(text):
@@ -101,6 +107,7 @@ def matches(want, got):
 class Runner:
     def __init__(self, args):
         self.args, self.failures, self.count, self.slowest = args, 0, 0, (0.0, '')
+        self.malformed = self.single = 0  # mutated scripts with errors, with one
         self.env = dict(os.environ)
         self.env['ASAN_OPTIONS'] = 'detect_leaks=1:exitcode=99:allocator_may_return_null=1'
         self.env['UBSAN_OPTIONS'] = 'halt_on_error=1:exitcode=99:print_stacktrace=1'
@@ -134,8 +141,10 @@ class Runner:
             if outputs[-2:] != FOLLOW_ANSWERS:
                 return 'the further queries gave %s' % ' '.join(x[:200] for x in outputs[-3:])
             outputs = outputs[:-2]
-        if case.expect is None:
+        if case.expect is None and not case.changed_line:
             return None
+        if case.changed_line:
+            return self.judge_lines([x for x in outputs if x.startswith('(error')], case.changed_line)
         for k, want in enumerate(case.expect):
             if want == 'any':
                 return None
@@ -146,6 +155,17 @@ class Runner:
                 return reason
         if len(outputs) > len(case.expect):
             return 'unexpected: ' + outputs[len(case.expect)][:300]
+        return None
+
+    def judge_lines(self, errors, changed_line):
+        """Whether the errors of a mutated script say where it is malformed."""
+        lines = [LINE.findall(e) for e in errors]
+        if not all(lines):
+            return 'no line: ' + errors[lines.index([])][:300]
+        if lines and max(int(x or 0) for x in lines[0][-1]) < changed_line:
+            return 'changed on line %d: %s' % (changed_line, errors[0][:300])
+        self.malformed += len(errors) > 0
+        self.single += len(errors) == 1
         return None
 
     def run(self, case):
@@ -241,6 +261,48 @@ def random_cases(rnd):
                    follow=False)
 
 
+def mutated(text, rnd):
+    """(text, first changed line) of a script with one change."""
+    words = list(re.finditer(rb'[()]|[^\s()]+', text))
+    a, b = rnd.choice(words), rnd.choice(words)
+    kind = rnd.randrange(7)
+    at = a.start()
+    if kind == 0:
+        new = text[:a.start()] + text[a.end():]
+    elif kind == 1:
+        new = text[:a.end()] + b' ' + a.group() + text[a.end():]
+    elif kind == 2:
+        new = text[:a.start()] + b.group() + text[a.end():]
+    elif kind == 3:
+        a, b = sorted((a, b), key=lambda m: m.start())
+        at = a.start()
+        new = text[:a.start()] + b.group() + text[a.end():b.start()] + a.group() + text[b.end():]
+        new = text if a == b else new
+    elif kind == 4:
+        new = text[:at] + rnd.choice((b'(', b')', b'|', b'"', b'#', b'_ ', b'99', b'x!', b'-1', b'1.2.3', b'#b2')) + text[at:]
+    elif kind == 5:
+        at = rnd.randrange(len(text))
+        new = text[:at] + bytes([rnd.randrange(256)]) + text[at + 1:]
+    else:
+        new = text[:at]
+    return new, text.count(b'\n', 0, at) + 1
+
+
+def mutated_cases(folders, rnd, runner):
+    paths = sorted(os.path.join(d, n) for folder in folders for d, _, names in os.walk(folder) for n in names
+                   if n.endswith('.smt2') and os.path.getsize(os.path.join(d, n)) < 20000)
+    while True:
+        path = rnd.choice(paths)
+        with open(path, 'rb') as f:
+            text = f.read()
+        reason, outputs, status = runner.execute(text)
+        if reason or status or runner.seconds > 0.2:
+            paths.remove(path)  # takes its time, or has errors of its own
+            continue
+        new, line = mutated(text, rnd)
+        yield Case('mutated ' + path, new, None, follow=False, changed_line=line)
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument('--program', required=True)
@@ -251,9 +313,19 @@ def main():
     ap.add_argument('--size', type=int, default=10 << 20, help='bytes of a long token')
     ap.add_argument('--timeout', type=int, default=120, help='seconds for one script')
     ap.add_argument('--seed', type=int, default=1)
+    ap.add_argument('--mutate', type=int, help='run so many malformed scripts made from those of the folders')
+    ap.add_argument('folders', nargs='*')
     args = ap.parse_args()
     args.program = os.path.abspath(args.program)
     runner = Runner(args)
+    if args.mutate:
+        for case in mutated_cases(args.folders, random.Random(args.seed), runner):
+            if runner.malformed + runner.failures >= args.mutate:
+                break
+            runner.run(case)
+        print('%d scripts, %d of them malformed, %d with one error, %d failures; slowest %.2f s' % (
+            runner.count, runner.malformed, runner.single, runner.failures, runner.slowest[0]))
+        sys.exit(1 if runner.failures else 0)
     for name in sorted(os.listdir(HERE)):
         if name.endswith('.cases'):
             for case in read_cases(os.path.join(HERE, name)):
