@@ -186,7 +186,7 @@ private:
     std::vector<int> source_pool_;
     std::vector<Frame> frames_;
     hsh::HashMap<int, Score> scores_;
-    int approx_countdown_ = 0;               // checks to be left out
+    int approx_countdown_ = 0; // checks to be left out
     int approx_period_ = 1;
     uint64_t point_countdown_ = 0;
     uint64_t point_period_ = 1;

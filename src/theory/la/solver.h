@@ -175,7 +175,8 @@ public:
     }
     /// Whether a variable of the tableau that `is_int` accepts is fractional. Looks only at those that
     /// got another value since they were last seen to be whole, the latest first.
-    template <typename Predicate> bool any_moved_fractional(Predicate is_int)
+    template <typename Predicate>
+    bool any_moved_fractional(Predicate is_int)
     {
         while (!moved_.empty()) {
             const int v = moved_.back();
@@ -367,7 +368,7 @@ private:
 
     std::vector<DNumber> abstract_; // of eliminated variables
     bool abstract_valid_ = false;
-    std::vector<int> moved_; // see any_moved_fractional()
+    std::vector<int> moved_;     // see any_moved_fractional()
     std::vector<QNumber> model_; // by variable
     std::vector<char> has_model_;
     std::vector<int> interface_vars_;
