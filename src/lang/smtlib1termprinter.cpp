@@ -105,23 +105,12 @@ std::string SmtLib1TermPrinter::symbol_to_smtlib(const Symbol* s)
         return name;
     }
     if (tm_->get_family_indices(s, &family, &indices)) {
-        const auto indexed = [](const char* name, uint64_t i) {
-            return std::string(name) + "[" + std::to_string(i) + "]";
-        };
         const auto& n = indices.n;
-        switch (tag) {
-        case SymbolTag::BV_EXTRACT:
+        if (tag == SymbolTag::BV_EXTRACT) {
             return "extract[" + std::to_string(n[0]) + ":" + std::to_string(n[1]) + "]";
-        case SymbolTag::BV_ZEXT:
-            return indexed("zero_extend", n[1]);
-        case SymbolTag::BV_SEXT:
-            return indexed("sign_extend", n[1]);
-        case SymbolTag::BV_ROL:
-            return indexed("rotate_left", n[1]);
-        case SymbolTag::BV_ROR:
-            return indexed("rotate_right", n[1]);
-        default:
-            break;
+        }
+        if (const char* name = amount_name(tag)) {
+            return std::string(name) + "[" + std::to_string(n[1]) + "]";
         }
     }
     throw make_error<error>("can't print interpreted symbol ", s->get_name(), " in SMT-LIB format");

@@ -99,6 +99,22 @@ std::string format_text(size_t exp, size_t mant)
 
 } // namespace
 
+const char* SmtLibTermPrinter::amount_name(SymbolTag::tag tag)
+{
+    switch (tag) {
+    case SymbolTag::BV_ZEXT:
+        return "zero_extend";
+    case SymbolTag::BV_SEXT:
+        return "sign_extend";
+    case SymbolTag::BV_ROL:
+        return "rotate_left";
+    case SymbolTag::BV_ROR:
+        return "rotate_right";
+    default:
+        return nullptr;
+    }
+}
+
 const char* SmtLibTermPrinter::plain_name(SymbolTag::tag tag)
 {
     switch (tag) {
@@ -410,17 +426,12 @@ std::string SmtLib2TermPrinter::symbol_to_smtlib(const Symbol* s)
     };
     if (tm_->get_family_indices(s, &family, &indices)) {
         const auto& n = indices.n;
+        if (const char* name = amount_name(tag)) {
+            return indexed(name, n[1]);
+        }
         switch (tag) {
         case SymbolTag::BV_EXTRACT:
             return "(_ extract " + std::to_string(n[0]) + " " + std::to_string(n[1]) + ")";
-        case SymbolTag::BV_ZEXT:
-            return indexed("zero_extend", n[1]);
-        case SymbolTag::BV_SEXT:
-            return indexed("sign_extend", n[1]);
-        case SymbolTag::BV_ROL:
-            return indexed("rotate_left", n[1]);
-        case SymbolTag::BV_ROR:
-            return indexed("rotate_right", n[1]);
         case SymbolTag::INT_TO_BV:
             return indexed("to_bv", n[0]);
         case SymbolTag::FP_TO_BV:

@@ -33,6 +33,8 @@ protected:
     void print_arguments(const Term_* term, std::string head, Items& out);
     /// The name of a symbol that is written by name alone; null for the others.
     static const char* plain_name(SymbolTag::tag tag);
+    /// The name of an operator on words with an amount as its only index; null for others.
+    static const char* amount_name(SymbolTag::tag tag);
     /// The names of interpreted symbols but pi.
     bool is_reserved(const std::string& name) const override;
 
