@@ -1,0 +1,22 @@
+; What can be paid with coins of 7 and 12.
+(set-option :produce-models true)
+(set-logic QF_LIRA)
+(declare-const sevens Int)
+(declare-const twelves Int)
+(define-const paid Int (+ (* 7 sevens) (* 12 twelves)))
+(assert (and (<= 0 sevens) (<= 0 twelves)))
+(push 1)
+(assert (= paid 65)) ; the largest sum that can't be paid
+(check-sat)
+(pop 1)
+(push 1)
+(assert (and (= paid 77) (distinct sevens 0)))
+(check-sat)
+(get-value (sevens twelves))
+(pop 1)
+; Reals and integers together: half a coin of each does not help.
+(declare-const part Real)
+(assert (and (< 0.0 part) (< part 1.0)))
+(assert (= (+ (to_real paid) part) 30.0))
+(assert (= (* 2.0 part) 1.0))
+(check-sat)

@@ -1,0 +1,12 @@
+; Why a table can't be laid: a core names demands that exclude each other, without the others.
+(set-option :produce-unsat-cores true)
+(set-logic QF_LRA)
+(declare-const plates Real)
+(declare-const glasses Real)
+(declare-const napkins Real)
+(assert (! (<= (+ plates glasses) 10.0) :named room))
+(assert (! (>= plates 6.0) :named guests))
+(assert (! (>= napkins plates) :named manners))
+(assert (! (>= glasses (* 2.0 plates)) :named wine-and-water))
+(check-sat)
+(get-unsat-core)

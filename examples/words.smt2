@@ -1,0 +1,18 @@
+; The average of two words without overflow: the same as with one more bit, for all inputs.
+(set-option :produce-models true)
+(set-logic QF_BV)
+(declare-const a (_ BitVec 32))
+(declare-const b (_ BitVec 32))
+(define-const careful (_ BitVec 32) (bvadd (bvand a b) (bvlshr (bvxor a b) #x00000001)))
+(define-const exact (_ BitVec 33) (bvlshr (bvadd ((_ zero_extend 1) a) ((_ zero_extend 1) b)) (_ bv1 33)))
+(define-const naive (_ BitVec 32) (bvlshr (bvadd a b) #x00000001))
+(push 1)
+(assert (distinct ((_ zero_extend 1) careful) exact))
+(check-sat)
+(pop 1)
+; The obvious way is wrong when the sum wraps around.
+(assert (distinct naive careful))
+(assert (= b #xffffffff))
+(assert (bvult a #x00000002))
+(check-sat)
+(get-value (a naive careful))
