@@ -652,6 +652,9 @@ void Environment::gc(const TermSet& keep, gc_hook& hook)
 
 const Term_* Environment::apply_substitution(const Term_* t, TermArgs from, TermArgs to)
 {
+    for (size_t i = 0; i < from.size(); ++i) { // also those that do not occur
+        tm_->typecheck(to[i], TermManager::get_type(from[i]), "apply_substitution");
+    }
     return tm_->substitute(t, from, to);
 }
 

@@ -11,6 +11,7 @@
 // process, so that a crash or a hang is a finding as well; a failure is shrunk and printed, and
 // with --save written to a file for --replay. The exit status is 1 after a failure.
 #include "base/configuration.h"
+#include "childprocess.h"
 #include "cnfcase.h"
 #include "cnforacle.h"
 #include "dpll/dpllpreprocessor.h"
@@ -22,15 +23,12 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
 
-#include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace tarq::fuzz {
@@ -229,29 +227,6 @@ std::string run_case(const Case& c, CnfOracle* oracle, Report* report)
     }
 }
 
-/// Calls `work` in a child process. Returns what went wrong with the process itself, or an empty
-/// text.
-std::string in_child(const std::function<void()>& work)
-{
-    std::fflush(nullptr);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        work();
-        std::_Exit(0);
-    }
-    int status = 0;
-    if (pid < 0 || waitpid(pid, &status, 0) < 0) {
-        return "no child process";
-    }
-    if (WIFSIGNALED(status)) {
-        return WTERMSIG(status) == SIGALRM ? "hang"
-                                           : "crash by signal " + std::to_string(WTERMSIG(status));
-    }
-    return WEXITSTATUS(status) == 0
-               ? ""
-               : "crash with exit status " + std::to_string(WEXITSTATUS(status));
-}
-
 struct Settings {
     long count = 2000;
     uint64_t seed = 1;
@@ -264,12 +239,7 @@ class Fuzzer {
 public:
     explicit Fuzzer(const Settings& s) : settings_(s), oracle_(s.solver)
     {
-        void* memory = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE,
-                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-        if (memory == MAP_FAILED) {
-            throw std::runtime_error("no shared memory");
-        }
-        report_ = new (memory) Report();
+        report_ = make_shared_report<Report>();
     }
 
     int replay()

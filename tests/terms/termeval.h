@@ -9,9 +9,11 @@
 
 #include <gmpxx.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <unordered_map>
 #include <vector>
 
@@ -81,6 +83,11 @@ public:
     {
     }
 
+    /// Has a model decide what is random otherwise.
+    /// model  gives the value, as a term, of any term whose meaning is open
+    void follow(std::function<const Term_*(const Term_*)> model) { model_ = std::move(model); }
+
+    /// throws  std::runtime_error when a model gives two values for equal arguments
     const Value& operator()(const Term_* root)
     {
         std::vector<const Term_*> stack{root};
@@ -235,6 +242,55 @@ private:
         return random_value(type, rng);
     }
 
+    /// What the model says. Elements of an uninterpreted type are values themselves.
+    Value told(const Term_* t, const std::vector<const Value*>& args)
+    {
+        const Term_* value = model_(t);
+        if (!value) {
+            throw std::runtime_error("the model has no value for " + t->to_str(1000));
+        }
+        Value v;
+        if (value == t) {
+            v.word = t->get_id();
+            return v;
+        }
+        v = (*this)(value);
+        std::vector<Value> point;
+        for (const Value* a : args) {
+            point.push_back(*a);
+        }
+        if (points_.emplace(std::pair(t->get_symbol(), point), v).first->second != v) {
+            throw std::runtime_error("the model gives two values at one point: " + t->to_str(1000));
+        }
+        return v;
+    }
+
+    /// Whether the operator's meaning leaves its value at these arguments to the model.
+    bool is_open(SymbolTag::tag tag, const Term_* t, const std::vector<const Value*>& args)
+    {
+        size_t exp = 0, mant = 0;
+        switch (tag) {
+        case SymbolTag::DIVIDE:
+            return args[1]->number == 0;
+        case SymbolTag::BV_UDIV:
+        case SymbolTag::BV_SDIV:
+        case SymbolTag::BV_UREM:
+        case SymbolTag::BV_SREM:
+            return any_quotient_ && args[1]->word == 0;
+        case SymbolTag::FP_MIN:
+        case SymbolTag::FP_MAX:
+            tm_.is_fp_type(TermManager::get_type(t), &exp, &mant);
+            return ((args[0]->word | args[1]->word) & ones<Word>(exp + mant)) == 0;
+        case SymbolTag::FP_TO_BV: {
+            tm_.is_fp_type(TermManager::get_type(t->child(1)), &exp, &mant);
+            const IEEEFloat x = make_float(args[1]->word, exp, mant, 0);
+            return x.is_nan() || x.is_inf();
+        }
+        default:
+            return tag == SymbolTag::UNKNOWN || tag >= SymbolTag::PI;
+        }
+    }
+
     Value compute(const Term_* t)
     {
         Value v;
@@ -261,6 +317,9 @@ private:
             args.push_back(&values_.at(child));
         }
         const SymbolTag::tag tag = tm_.get_tag(t);
+        if (model_ && is_open(tag, t, args)) {
+            return told(t, args);
+        }
         if (tag == SymbolTag::UNKNOWN || (tag >= SymbolTag::PI && tag != SymbolTag::POW)) {
             return unknown(t->get_symbol()->get_id(), args, TermManager::get_type(t));
         }
@@ -496,6 +555,8 @@ private:
     const TermManager& tm_;
     uint64_t seed_;
     bool any_quotient_;
+    std::function<const Term_*(const Term_*)> model_; // null for random values
+    std::map<std::pair<const Symbol*, std::vector<Value>>, Value> points_;
     std::unordered_map<const Term_*, Value> values_;
 };
 
