@@ -396,7 +396,7 @@ tarq_type tarq_get_bool_type(tarq_env e);
 tarq_type tarq_get_rational_type(tarq_env e);
 /// The type of integers, a subtype of the rational type.
 tarq_type tarq_get_integer_type(tarq_env e);
-/// The type of bit-vectors of `width` bits.
+/// The type of bit-vectors of `width` bits, at most 2^24.
 tarq_type tarq_get_bv_type(tarq_env e, size_t width);
 /// The type of arrays from `index` to `element`. Fails for Bool unless allow_bool_function_args.
 tarq_type tarq_get_array_type(tarq_env e, tarq_type index, tarq_type element);
@@ -404,7 +404,8 @@ tarq_type tarq_get_array_type(tarq_env e, tarq_type index, tarq_type element);
 tarq_type tarq_get_fp_roundingmode_type(tarq_env e);
 /// The type of IEEE floating-point numbers.
 /// exp_width   bits of the exponent, at least 2
-/// mant_width  bits of the significand without the hidden one, at least 2
+/// mant_width  bits of the significand without the hidden one, at least 2; with the exponent less
+///             than 2^24
 tarq_type tarq_get_fp_type(tarq_env e, size_t exp_width, size_t mant_width);
 /// The uninterpreted type of this name, made on first use.
 tarq_type tarq_get_simple_type(tarq_env e, const char* name);

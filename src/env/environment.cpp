@@ -192,6 +192,7 @@ void Environment::do_reset()
     assertions_done_ = 0;
     num_backtrack_points_ = 0;
     bt_labels_.clear();
+    enumeration_ = {};
 }
 
 void Environment::reset_model()
@@ -210,9 +211,12 @@ void Environment::reset_after_interrupted()
 {
     std::vector<const Term_*> assertions;
     assertions.swap(assertions_);
+    EnumerationClauses enumeration = std::move(enumeration_);
     int points = num_backtrack_points_;
     reset_assertions();
     assertions_.swap(assertions);
+    enumeration_ = std::move(enumeration);
+    enumeration_.done = 0;
     num_backtrack_points_ = points;
 }
 
@@ -260,6 +264,7 @@ void Environment::pop_backtrack_point()
         assertions_.pop_back();
         if (marker) {
             --num_backtrack_points_;
+            drop_enumeration_clauses();
             return;
         }
     }
@@ -332,6 +337,7 @@ void Environment::do_pop_backtrack_point()
     }
     --num_backtrack_points_;
     assertions_done_ = assertions_.size();
+    drop_enumeration_clauses();
     if (config_.shallow_incrementality) {
         do_pop_shallow_backtrack_point();
     } else {
@@ -392,11 +398,13 @@ void Environment::do_assert_stack()
             do_assert_formula(running);
             running = nullptr;
         }
+        restore_enumeration_clauses(assertions_done_ - 1);
         do_push_backtrack_point();
     }
     if (running) {
         do_assert_formula(running);
     }
+    restore_enumeration_clauses(assertions_done_);
 }
 
 void Environment::do_assert_formula(const Term_* f)
@@ -630,6 +638,7 @@ void Environment::gc(const TermSet& keep, gc_hook& hook)
     logger_("ENV") << loglevel(2) << "gc" << EndLog;
     std::vector<const Term_*> assertions;
     assertions.swap(assertions_);
+    EnumerationClauses enumeration = std::move(enumeration_);
     int points = num_backtrack_points_;
     // The solver objects hold terms, so they go first. The labels of shallow points go with them:
     // the markers bring new ones when the stack is processed again.
@@ -639,6 +648,9 @@ void Environment::gc(const TermSet& keep, gc_hook& hook)
         std::vector<const Symbol*> symbols;
         TypeVector types;
         std::copy_if(assertions.begin(), assertions.end(), std::back_inserter(terms), is_formula);
+        for (TheoryLit l : enumeration.lits) {
+            terms.push_back(l.get_term());
+        }
         hook(terms, symbols, types);
         tm_->gc(terms, symbols, types);
         auto fresh = std::make_unique<StdTermSimplifier>(tm_);
@@ -647,6 +659,8 @@ void Environment::gc(const TermSet& keep, gc_hook& hook)
     }
     init();
     assertions_.swap(assertions);
+    enumeration_ = std::move(enumeration);
+    enumeration_.done = 0;
     num_backtrack_points_ = points;
 }
 

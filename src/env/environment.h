@@ -342,7 +342,20 @@ private:
     void collect_unsat_assumptions(const std::vector<TheoryLit>& lits);
     void start_model(const std::vector<TheoryLit>& lits);
     void drop_model();
+    void drop_enumeration_clauses();
+    void restore_enumeration_clauses(size_t assertions);
 
+    class EnumerationRecorder;
+    /// The clauses that enumerations added, for engines that are built anew.
+    struct EnumerationClauses {
+        struct Clause {
+            size_t assertions; // size of the assertion stack when it was added
+            size_t end;        // of its literals
+        };
+        std::vector<Clause> clauses;
+        std::vector<TheoryLit> lits;
+        size_t done = 0; // clauses that the engine has
+    };
     struct Solvers;
     void make_solvers();
 
@@ -368,6 +381,7 @@ private:
     // first model was excluded by an enumeration.
     int trivially_unsat_at_ = -1;
     int enumerated_at_ = -1;
+    EnumerationClauses enumeration_;
     int last_result_ = -1;
     bool has_model_ = false;
     ModelStore* model_ = nullptr; // of the last satisfiable check; one reference

@@ -6,6 +6,85 @@
 
 namespace tarq {
 
+/// Stands before the caller's hook and keeps what the enumeration adds to the problem.
+class Environment::EnumerationRecorder : public AllSatModelFoundHook {
+public:
+    EnumerationRecorder(Environment* env, AllSatModelFoundHook* hook) : env_(env), hook_(hook) {}
+
+    bool operator()(std::vector<TheoryLit>& model) override
+    {
+        std::vector<TheoryLit> excluded;
+        for (TheoryLit l : model) {
+            excluded.push_back(~l);
+        }
+        const bool more = (*hook_)(model);
+        if (more && !env_->config_.dpll.allsat_allow_duplicates) {
+            record(excluded);
+        }
+        return more;
+    }
+    bool has_new_clauses() override { return hook_->has_new_clauses(); }
+    void get_new_clause(std::vector<TheoryLit>& clause) override
+    {
+        hook_->get_new_clause(clause);
+        record(clause);
+    }
+
+private:
+    void record(const std::vector<TheoryLit>& clause)
+    {
+        EnumerationClauses& all = env_->enumeration_;
+        all.lits.insert(all.lits.end(), clause.begin(), clause.end());
+        all.clauses.push_back({env_->assertions_.size(), all.lits.size()});
+        all.done = all.clauses.size();
+    }
+
+    Environment* env_;
+    AllSatModelFoundHook* hook_;
+};
+
+/// Drops the clauses of backtrack points that are no longer there.
+void Environment::drop_enumeration_clauses()
+{
+    auto& [clauses, lits, done] = enumeration_;
+    while (!clauses.empty() && clauses.back().assertions > assertions_.size()) {
+        clauses.pop_back();
+    }
+    lits.resize(clauses.empty() ? 0 : clauses.back().end);
+    done = std::min(done, clauses.size());
+}
+
+/// Gives the engine the clauses that it does not have, of the first `assertions` entries of the
+/// stack.
+void Environment::restore_enumeration_clauses(size_t assertions)
+{
+    auto& [clauses, lits, done] = enumeration_;
+    for (; done < clauses.size() && clauses[done].assertions <= assertions; ++done) {
+        if (trivially_unsat_at_ >= 0) {
+            continue;
+        }
+        const size_t start = done > 0 ? clauses[done - 1].end : 0;
+        for (size_t i = start; i < clauses[done].end; ++i) {
+            const Term_* t = lits[i].get_term();
+            variable_of_assumption(t);
+            solvers_->polarity.add_literal(t, false);
+            solvers_->polarity.add_literal(t, true);
+        }
+        if (enumerated_at_ < 0) {
+            enumerated_at_ = num_solver_levels();
+        }
+        DpllClauseSink& sink = solvers_->sink;
+        sink.begin_clause(true);
+        for (size_t i = start; i < clauses[done].end; ++i) {
+            sink.add_literal(lits[i].get_term(), lits[i].is_neg());
+        }
+        if (!bt_labels_.empty()) {
+            sink.add_literal(bt_labels_.back(), false);
+        }
+        sink.end_clause();
+    }
+}
+
 int Environment::allsat(AllSatModelFoundHook& hook, TermArgs important)
 {
     if (!config_.debug.solver_enabled) {
@@ -53,7 +132,8 @@ int Environment::allsat(AllSatModelFoundHook& hook, TermArgs important)
     logger_("ENV") << loglevel(1) << "searching..." << EndLog;
     int count = 0;
     try {
-        count = engine.allsat(&hook, vars, assumptions, guard);
+        EnumerationRecorder recorder(this, &hook);
+        count = engine.allsat(&recorder, vars, assumptions, guard);
     } catch (const DpllSolver::interrupted&) {
         scope.leave(0); // the engine is where it is after a check
         throw;
@@ -64,6 +144,12 @@ int Environment::allsat(AllSatModelFoundHook& hook, TermArgs important)
     } else {
         last_result_ = 0;
         trivially_unsat_at_ = num_solver_levels();
+        if (count == 0) { // as a check, then, with its refutation
+            enumerated_at_ = enumerated_before;
+            if (solvers_->cores) {
+                solvers_->cores->tell_unsat();
+            }
+        }
     }
     return scope.leave(count);
 }

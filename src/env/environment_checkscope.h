@@ -22,6 +22,7 @@ public:
             // it never got. Marking the whole stack as new also makes a pop leave the engine alone.
             env_.interrupted_ = true;
             env_.assertions_done_ = 0;
+            env_.enumeration_.done = 0;
             env_.last_result_ = -1;
             env_.unsat_assumptions_.clear();
             env_.reset_model();

@@ -86,10 +86,14 @@ public:
     const DataType* get_real_type() const { return real_type_; }
     /// The type of the four rounding modes, "FPRounding".
     const DataType* get_rounding_type() const { return rounding_type_; }
-    /// Any width, 0 included.
+    /// Of bit-vectors and of floats as bits. A value takes as much memory, and far beyond this GMP
+    /// ends the process.
+    static constexpr size_t MAX_WIDTH = size_t{1} << 24;
+    /// Any width from 0.
+    /// throws  error "bit-vector width too large" above MAX_WIDTH
     const DataType* get_bv_type(size_t width);
     /// throws  error "too small exponent and/or mantissa width for FP numbers: ..." for a width
-    ///         below 2, with typechecking on
+    ///         below 2, with typechecking on; "FP format too large: ..." above MAX_WIDTH bits
     const DataType* get_fp_type(size_t exp, size_t mant);
     /// throws  error "Arrays with Bool as argument are not supported", "Arrays with functions as
     ///         arguments are not supported"

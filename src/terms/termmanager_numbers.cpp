@@ -72,18 +72,6 @@ const Term_* TermManager::make_bv_number(const QNumber& q, size_t width)
     return make_value(key, get_bv_type(width), q.to_str() + "_" + std::to_string(width));
 }
 
-namespace {
-
-// Bit patterns are built as numbers, so their size is bounded.
-void check_format(size_t exp, size_t mant)
-{
-    if (exp > IEEEFloat::PRECISION_LIMIT || mant > IEEEFloat::PRECISION_LIMIT) {
-        throw make_error<TermManager::error>("FP format too large for a number: ", exp, ", ", mant);
-    }
-}
-
-} // namespace
-
 const Term_* TermManager::make_fp_bits_number(const QNumber& bits, size_t exp, size_t mant)
 {
     const NumberKey key{bits, SymbolKind::FP_NUMBER, exp, mant};
@@ -91,7 +79,6 @@ const Term_* TermManager::make_fp_bits_number(const QNumber& bits, size_t exp, s
         return t;
     }
     const DataType* type = get_fp_type(exp, mant);
-    check_format(exp, mant);
     const size_t width = exp + mant + 1;
     if (bits.is_neg()) {
         throw make_error<error>("can't make a bv number from a negative number: ",
@@ -124,7 +111,6 @@ const Term_* TermManager::make_fp_rat_number(const QNumber& q, size_t exp, size_
         throw make_error<error>("unsupported rounding mode: ", term_text(rounding));
     }
     get_fp_type(exp, mant); // for its check of the widths
-    check_format(exp, mant);
     const IEEEFloat x =
         IEEEFloat::from_number(q, {exp, mant}, static_cast<IEEEFloat::rounding_mode>(mode));
     return make_fp_bits_number(x.get_bits(), exp, mant);
@@ -132,22 +118,19 @@ const Term_* TermManager::make_fp_rat_number(const QNumber& q, size_t exp, size_
 
 const Term_* TermManager::make_fp_plus_inf(size_t exp, size_t mant)
 {
-    get_fp_type(exp, mant);
-    check_format(exp, mant);
+    get_fp_type(exp, mant); // for its check of the widths
     return make_fp_bits_number(BVNumber::pow2(exp + mant) - BVNumber::pow2(mant), exp, mant);
 }
 
 const Term_* TermManager::make_fp_minus_inf(size_t exp, size_t mant)
 {
-    get_fp_type(exp, mant);
-    check_format(exp, mant);
+    get_fp_type(exp, mant); // for its check of the widths
     return make_fp_bits_number(BVNumber::pow2(exp + mant + 1) - BVNumber::pow2(mant), exp, mant);
 }
 
 const Term_* TermManager::make_fp_nan(size_t exp, size_t mant)
 {
-    get_fp_type(exp, mant);
-    check_format(exp, mant);
+    get_fp_type(exp, mant); // for its check of the widths
     return make_fp_bits_number(BVNumber::pow2(exp + mant + 1) - 1, exp, mant);
 }
 

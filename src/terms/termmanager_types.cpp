@@ -20,6 +20,9 @@ const DataType* TermManager::get_type_from_width(size_t width)
 
 const DataType* TermManager::get_bv_type(size_t width)
 {
+    if (width > MAX_WIDTH) {
+        throw error("bit-vector width too large");
+    }
     return types_.make_type(TypeVector{bv_marker_, get_type_from_width(width)});
 }
 
@@ -28,6 +31,9 @@ const DataType* TermManager::get_fp_type(size_t exp, size_t mant)
     if (typecheck_ && (exp < 2 || mant < 2)) {
         throw make_error<error>("too small exponent and/or mantissa width for FP numbers: ", exp,
                                 ", ", mant, " (min is 2, 2)");
+    }
+    if (exp >= MAX_WIDTH || mant >= MAX_WIDTH - exp) {
+        throw make_error<error>("FP format too large: ", exp, ", ", mant);
     }
     const std::pair<size_t, size_t> key(exp, mant);
     auto it = type_of_format_.find(key);
@@ -177,7 +183,6 @@ bool TermManager::is_function_type(const DataType* t, TypeVector* args,
 
 bool TermManager::is_finite_domain_type(const DataType* t, QNumber* size) const
 {
-    constexpr size_t MAX_BITS = size_t{1} << 24;
     size_t bits = 0;
     size_t mant = 0;
     if (t == bool_type_) {
@@ -185,14 +190,8 @@ bool TermManager::is_finite_domain_type(const DataType* t, QNumber* size) const
     } else if (t == rounding_type_) {
         bits = 2;
     } else if (is_fp_type(t, &bits, &mant)) {
-        if (bits >= MAX_BITS || mant >= MAX_BITS) {
-            return false;
-        }
         bits += mant + 1;
     } else if (!is_bv_type(t, &bits)) {
-        return false;
-    }
-    if (bits > MAX_BITS) {
         return false;
     }
     if (size) {

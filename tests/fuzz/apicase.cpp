@@ -134,7 +134,8 @@ std::string random_value(std::mt19937_64& rng, const OptionRow& row)
     if (row.type == 'f') {
         const double share = static_cast<double>(rng() % 11) / 10;
         std::ostringstream out;
-        out << row.range.low + share * (std::min(row.range.high, row.range.low + 4) - row.range.low);
+        out << row.range.low +
+                   share * (std::min(row.range.high, row.range.low + 4) - row.range.low);
         return out.str();
     }
     const auto low = static_cast<uint64_t>(row.range.low);
@@ -206,9 +207,9 @@ private:
     void choose_world()
     {
         sorts_ = {"B"};
-        std::vector<std::vector<Sort>> groups = {
-            {"I"},          {"Q"},           {"I", "Q"}, {"U"}, {"V2.", "V3."}, {"V4."}, {"V7."},
-            {"F2,2.", "R"}, {"F3,4.", "R"}};
+        std::vector<std::vector<Sort>> groups = {{"I"},   {"Q"},          {"I", "Q"},
+                                                 {"U"},   {"V2.", "V3."}, {"V4."},
+                                                 {"V7."}, {"F2,2.", "R"}, {"F3,4.", "R"}};
         for (size_t n = below(4); n > 0; --n) {
             for (const Sort& s : pick(groups)) {
                 sorts_.push_back(s);
@@ -229,10 +230,7 @@ private:
 
     std::string fresh() { return "t" + std::to_string(++num_terms_); }
 
-    void keep(const std::string& name, const Sort& sort)
-    {
-        family().terms.push_back({name, sort});
-    }
+    void keep(const std::string& name, const Sort& sort) { family().terms.push_back({name, sort}); }
 
     /// owner  the environment to share with, -1 for a family of its own
     void add_env(int owner)
@@ -303,15 +301,16 @@ private:
         format_of(s, &exp, &mant);
         if (s == "I" || s == "Q") {
             const std::string text = std::to_string(static_cast<long>(below(9)) - 4);
-            call("number", {s == "Q" && chance(2) ? text + "/" + std::to_string(1 + below(3)) : text},
-                 name);
+            call("number",
+                 {s == "Q" && chance(2) ? text + "/" + std::to_string(1 + below(3)) : text}, name);
         } else if (s[0] == 'V') {
-            call("bv_number", {std::to_string(below(size_t(1) << width_of(s))),
-                               std::to_string(width_of(s))},
+            call("bv_number",
+                 {std::to_string(below(size_t(1) << width_of(s))), std::to_string(width_of(s))},
                  name);
         } else if (s[0] == 'F') {
-            call("fp_bits", {std::to_string(below(size_t(2) << (exp + mant))), std::to_string(exp),
-                             std::to_string(mant)},
+            call("fp_bits",
+                 {std::to_string(below(size_t(2) << (exp + mant))), std::to_string(exp),
+                  std::to_string(mant)},
                  name);
         } else {
             return;
@@ -324,7 +323,8 @@ private:
     {
         const std::vector<Item>& all = family().terms;
         for (int tries = 0; tries < 12 && !all.empty(); ++tries) {
-            const size_t back = chance(2) ? below(std::min<size_t>(all.size(), 8)) : below(all.size());
+            const size_t back =
+                chance(2) ? below(std::min<size_t>(all.size(), 8)) : below(all.size());
             const Item& item = all[all.size() - 1 - back];
             if (type.empty() || fits(item.sort, type)) {
                 return &item;
@@ -361,7 +361,8 @@ private:
         for (int tries = 0; tries < 40; ++tries) {
             const Constructor& c = pick(all);
             const bool wild = chance(25) && tries == 0;
-            if (below(20) >= static_cast<size_t>(c.weight) && !(c.weight == 0 && chance(60)) && !wild) {
+            if (below(20) >= static_cast<size_t>(c.weight) && !(c.weight == 0 && chance(60)) &&
+                !wild) {
                 continue;
             }
             std::vector<Sort> types;
@@ -373,7 +374,8 @@ private:
             }
             bool good = true;
             for (const char* letter = c.signature; *letter != ':' && good; ++letter) {
-                const Item* t = any_term(*letter == 'B' || *letter == 'R' ? Sort(1, *letter) : Sort());
+                const Item* t =
+                    any_term(*letter == 'B' || *letter == 'R' ? Sort(1, *letter) : Sort());
                 good = t != nullptr;
                 if (good) {
                     types.push_back(t->sort);
@@ -384,7 +386,8 @@ private:
             if (!good) {
                 continue;
             }
-            const bool fit = check_types(c, types, indices, family().bool_args, &sort) == Legal::yes;
+            const bool fit =
+                check_types(c, types, indices, family().bool_args, &sort) == Legal::yes;
             if (fit || wild) {
                 const std::string name = fresh();
                 call(c.name, words, name);
@@ -627,9 +630,9 @@ std::vector<ApiCase> smaller_cases(const ApiCase& c, int size)
             } else if (call.args[k][0] == 't') {
                 for (ApiCall& user : smaller.calls) {
                     for (std::string& a : user.args) {
-                        a = a == call.result          ? call.args[k]
+                        a = a == call.result         ? call.args[k]
                             : a == "-" + call.result ? "-" + call.args[k]
-                                                      : a;
+                                                     : a;
                     }
                 }
                 smaller.calls.erase(smaller.calls.begin() + static_cast<ptrdiff_t>(i));

@@ -11,8 +11,9 @@ bool refuses_option(const char* name, const char* value, tarq_env sibling)
 {
     const tarq_config c = tarq_create_config();
     const bool set = tarq_set_option(c, name, value) == 0;
-    const tarq_env e =
-        !set ? tarq_env{nullptr} : sibling.repr ? tarq_create_shared_env(c, sibling) : tarq_create_env(c);
+    const tarq_env e = !set           ? tarq_env{nullptr}
+                       : sibling.repr ? tarq_create_shared_env(c, sibling)
+                                      : tarq_create_env(c);
     tarq_destroy_env(e);
     tarq_destroy_config(c);
     return TARQ_ERROR_ENV(e);
@@ -45,7 +46,8 @@ const std::vector<Misuse>& misuses()
     static const std::vector<Misuse> table = {
         {"and with nothing", true,
          [](E e, T t) { return TARQ_ERROR_TERM(tarq_make_and(e, t, no_term)); }},
-        {"assertion of nothing", true, [](E e, T) { return tarq_assert_formula(e, no_term) == -1; }},
+        {"assertion of nothing", true,
+         [](E e, T) { return tarq_assert_formula(e, no_term) == -1; }},
         {"assumption of nothing", true,
          [](E e, T) { return tarq_solve_with_assumptions(e, &no_term, 1) == TARQ_UNKNOWN; }},
         {"assumptions without an array", true,
@@ -89,11 +91,12 @@ const std::vector<Misuse>& misuses()
         {"name of another type", true,
          [](E e, T) {
              tarq_declare_function(e, "taken", tarq_get_bool_type(e));
-             return TARQ_ERROR_DECL(
-                 tarq_declare_function(e, "taken", tarq_get_integer_type(e)));
+             return TARQ_ERROR_DECL(tarq_declare_function(e, "taken", tarq_get_integer_type(e)));
          }},
         {"bad name", true,
-         [](E e, T) { return TARQ_ERROR_DECL(tarq_declare_function(e, "", tarq_get_bool_type(e))); }},
+         [](E e, T) {
+             return TARQ_ERROR_DECL(tarq_declare_function(e, "", tarq_get_bool_type(e)));
+         }},
         {"forall over no variable", true,
          [](E e, T) {
              const T t = tarq_make_true(e);
@@ -141,7 +144,8 @@ const std::vector<Misuse>& misuses()
          [](E, T t) {
              const E none{nullptr};
              return tarq_solve(none) == TARQ_UNKNOWN && tarq_assert_formula(none, t) == -1 &&
-                    TARQ_ERROR_TERM(tarq_make_not(none, t)) && TARQ_ERROR_MODEL(tarq_get_model(none));
+                    TARQ_ERROR_TERM(tarq_make_not(none, t)) &&
+                    TARQ_ERROR_MODEL(tarq_get_model(none));
          }},
     };
     return table;

@@ -11,8 +11,8 @@ namespace tarq::fuzz {
 struct ApiReport {
     long running; // index of the case in work
     long cases, calls, refused, sat, unsat, no_answer, values, cores, stopped, given_up, rechecks;
-    long judged, unjudged;  // unsatisfiable answers, by the external solver
-    char message[3000];     // of the first failure; empty while all is well
+    long judged, unjudged; // unsatisfiable answers, by the external solver
+    char message[3000];    // of the first failure; empty while all is well
 };
 
 struct ApiJudge {

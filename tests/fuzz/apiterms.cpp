@@ -94,12 +94,12 @@ Sort sort_of(tarq_env e, tarq_type t)
     if (tarq_is_array_type(e, t, &index, &element)) {
         return "A" + sort_of(e, index) + sort_of(e, element);
     }
-    return tarq_is_bool_type(e, t)                                 ? "B"
-           : tarq_is_integer_type(e, t)                            ? "I"
-           : tarq_is_rational_type(e, t)                           ? "Q"
-           : tarq_is_fp_roundingmode_type(e, t)                    ? "R"
+    return tarq_is_bool_type(e, t)                                  ? "B"
+           : tarq_is_integer_type(e, t)                             ? "I"
+           : tarq_is_rational_type(e, t)                            ? "Q"
+           : tarq_is_fp_roundingmode_type(e, t)                     ? "R"
            : tarq_type_equals(t, tarq_get_simple_type(e, "U")) != 0 ? "U"
-                                                                   : "";
+                                                                    : "";
 }
 
 bool fits(const Sort& s, const Sort& expected)
@@ -126,34 +126,52 @@ void format_of(const Sort& s, size_t* exp, size_t* mant)
 }
 
 #define T0(name, sig, weight)                                                                      \
-    {#name, sig, 0, weight,                                                                        \
-     [](tarq_env e, const tarq_term*, const size_t*) { return tarq_make_##name(e); }}
+    {                                                                                              \
+#name, sig, 0, weight,                                                                     \
+            [](tarq_env e, const tarq_term*, const size_t*) { return tarq_make_##name(e); }        \
+    }
 #define T1(name, sig, weight)                                                                      \
-    {#name, sig, 0, weight,                                                                        \
-     [](tarq_env e, const tarq_term* a, const size_t*) { return tarq_make_##name(e, a[0]); }}
+    {                                                                                              \
+#name, sig, 0, weight,                                                                     \
+            [](tarq_env e, const tarq_term* a,                                                     \
+               const size_t*) { return tarq_make_##name(e, a[0]); }                                \
+    }
 #define T2(name, sig, weight)                                                                      \
-    {#name, sig, 0, weight,                                                                        \
-     [](tarq_env e, const tarq_term* a, const size_t*) { return tarq_make_##name(e, a[0], a[1]); }}
+    {                                                                                              \
+#name, sig, 0, weight,                                                                     \
+            [](tarq_env e, const tarq_term* a,                                                     \
+               const size_t*) { return tarq_make_##name(e, a[0], a[1]); }                          \
+    }
 #define T3(name, sig, weight)                                                                      \
-    {#name, sig, 0, weight, [](tarq_env e, const tarq_term* a, const size_t*) {                    \
-         return tarq_make_##name(e, a[0], a[1], a[2]);                                             \
-     }}
+    {                                                                                              \
+#name, sig, 0, weight,                                                                     \
+            [](tarq_env e, const tarq_term* a,                                                     \
+               const size_t*) { return tarq_make_##name(e, a[0], a[1], a[2]); }                    \
+    }
 #define N1T1(name, sig, weight)                                                                    \
-    {#name, sig, 1, weight, [](tarq_env e, const tarq_term* a, const size_t* n) {                  \
-         return tarq_make_##name(e, n[0], a[0]);                                                   \
-     }}
+    {                                                                                              \
+#name, sig, 1, weight,                                                                     \
+            [](tarq_env e, const tarq_term* a,                                                     \
+               const size_t* n) { return tarq_make_##name(e, n[0], a[0]); }                        \
+    }
 #define N2T1(name, sig, weight)                                                                    \
-    {#name, sig, 2, weight, [](tarq_env e, const tarq_term* a, const size_t* n) {                  \
-         return tarq_make_##name(e, n[0], n[1], a[0]);                                             \
-     }}
+    {                                                                                              \
+#name, sig, 2, weight,                                                                     \
+            [](tarq_env e, const tarq_term* a,                                                     \
+               const size_t* n) { return tarq_make_##name(e, n[0], n[1], a[0]); }                  \
+    }
 #define N2T2(name, sig, weight)                                                                    \
-    {#name, sig, 2, weight, [](tarq_env e, const tarq_term* a, const size_t* n) {                  \
-         return tarq_make_##name(e, n[0], n[1], a[0], a[1]);                                       \
-     }}
+    {                                                                                              \
+#name, sig, 2, weight,                                                                     \
+            [](tarq_env e, const tarq_term* a,                                                     \
+               const size_t* n) { return tarq_make_##name(e, n[0], n[1], a[0], a[1]); }            \
+    }
 #define N2(name, sig, weight)                                                                      \
-    {#name, sig, 2, weight, [](tarq_env e, const tarq_term*, const size_t* n) {                    \
-         return tarq_make_##name(e, n[0], n[1]);                                                   \
-     }}
+    {                                                                                              \
+#name, sig, 2, weight,                                                                     \
+            [](tarq_env e, const tarq_term*,                                                       \
+               const size_t* n) { return tarq_make_##name(e, n[0], n[1]); }                        \
+    }
 
 const std::vector<Constructor>& constructors()
 {
@@ -268,8 +286,8 @@ const Constructor* find_constructor(const std::string& name)
     return it == all.end() ? nullptr : &*it;
 }
 
-Legal check_types(const Constructor& c, const std::vector<Sort>& args,
-                  const std::vector<size_t>& n, bool bool_args, Sort* result)
+Legal check_types(const Constructor& c, const std::vector<Sort>& args, const std::vector<size_t>& n,
+                  bool bool_args, Sort* result)
 {
     const std::string name = c.name;
     const char* letter = c.signature;
@@ -361,10 +379,10 @@ Legal check_types(const Constructor& c, const std::vector<Sort>& args,
         break;
     case 'f':
         *result = "F" + std::to_string(n[0]) + "," + std::to_string(n[1]) + ".";
-        legal = n[0] < 2 || n[1] < 2                                      ? Legal::no
-                : n[0] > 20 || n[1] > 200                                 ? Legal::open
+        legal = n[0] < 2 || n[1] < 2                                   ? Legal::no
+                : n[0] > 20 || n[1] > 200                              ? Legal::open
                 : name == "fp_from_ieeebv" && width != n[0] + n[1] + 1 ? Legal::no
-                                                                          : legal;
+                                                                       : legal;
         break;
     case 'b':
         format_of(floats, &exp, &mant);

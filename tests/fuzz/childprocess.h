@@ -19,8 +19,8 @@ namespace tarq::fuzz {
 template <class Report>
 Report* make_shared_report()
 {
-    void* memory = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
-                        -1, 0);
+    void* memory =
+        mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) {
         throw std::runtime_error("no shared memory");
     }
