@@ -204,8 +204,7 @@ tarq_aig* tarq_aig_encode(tarq_aig_manager m, tarq_term t, size_t* out_size)
         const tarq::Term_* bits = unwrap(t);
         const tarq::DataType* type = tarq::TermManager::get_type(bits);
         if (type != w.env->tm().get_bool_type() && !w.env->tm().is_bv_type(type)) {
-            throw tarq::make_error<tarq::Exception>("type error. term ", bits->to_shallow_str(),
-                                                    " is neither a formula nor a bit-vector");
+            throw tarq::make_error<tarq::Exception>("not supported: ", bits->to_shallow_str());
         }
         const auto word = w.words.bit_blast_aigs(bits);
         auto* out = static_cast<tarq_aig*>(tarq_malloc(word.size() * sizeof(tarq_aig)));

@@ -477,9 +477,11 @@ TEST_F(FpSimpl, comparisons_follow_ieee_and_equality_does_not)
 
 TEST_F(FpSimpl, values_beyond_the_limits_of_exact_arithmetic_stay_terms)
 {
-    const Term_* wide = tm.make_fp_cast(size_t{1} << 40, 4, even, value(1));
-    EXPECT_EQ(tm.get_tag(wide), SymbolTag::FP_CAST);
-    EXPECT_EQ(tm.make_fp_cast(E, M, even, wide), tm.make_fp_cast(E, M, even, wide));
+    const long largest = (1L << 44) - (1L << 4) - 1; // of 40 bits of exponent and 4 others
+    const Term_* word = tm.make_fp_to_bv(8, even, tm.make_fp_bits_number(largest, 40, 4));
+    EXPECT_EQ(tm.get_tag(word), SymbolTag::FP_TO_BV);
+    EXPECT_EQ(tm.make_fp_cast(E, M, even, tm.make_fp_cast(40, 4, even, value(1))), value(1));
+    EXPECT_THROW(tm.make_fp_cast(size_t{1} << 40, 4, even, value(1)), TermManager::error);
 }
 
 } // namespace
