@@ -65,13 +65,24 @@ const Term_* TermManager::make_bv_extract(size_t msb, size_t lsb, const Term_* t
                       "make_bv_extract", t);
 }
 
+/// The same rotation by an amount that rules can calculate with.
+static size_t small_rotation(const TermManager& tm, size_t amount, const Term_* t)
+{
+    size_t width = 0;
+    const bool is_large = amount > TermManager::MAX_WIDTH;
+    return is_large && tm.is_bv_type(TermManager::get_type(t), &width) && width > 0 ? amount % width
+                                                                                    : amount;
+}
+
 const Term_* TermManager::make_bv_rotate_left(size_t amount, const Term_* t)
 {
+    amount = small_rotation(*this, amount, t);
     return make_bv_indexed(SymbolTag::BV_ROL, "make_bv_rotate_left", amount, t);
 }
 
 const Term_* TermManager::make_bv_rotate_right(size_t amount, const Term_* t)
 {
+    amount = small_rotation(*this, amount, t);
     return make_bv_indexed(SymbolTag::BV_ROR, "make_bv_rotate_right", amount, t);
 }
 
