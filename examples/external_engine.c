@@ -5,15 +5,21 @@
  *   external_engine FILE...    prints for each SMT-LIB 2 file whether its assertions are satisfiable
  *
  * CaDiCaL in this form doesn't let anybody look into its search, so the theories are asked afterwards:
- * it finds an assignment, which is then reported to Tarq as if it were decided literal by literal.
- * Where the theories object, their clauses go to CaDiCaL, which continues. Before it does, the literals
- * that took part in the objection are taken back and the rest is asked about again, so that one
- * assignment yields many clauses. */
+ * it finds an assignment, which is then built up again, one decision and its consequences after the
+ * other, and reported to Tarq. Only what some clause needs is decided first; the rest comes last.
+ * Where the theories object, their clauses go to CaDiCaL, and the decision is reversed, so that one
+ * assignment yields many clauses. After a number of objections CaDiCaL continues. */
 #include <ccadical.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <tarq.h>
+
+typedef struct list {
+    int* items;
+    int size;
+    int capacity;
+} list;
 
 /* The table comes first, so that a pointer to it is a pointer to the engine. */
 typedef struct engine {
@@ -22,19 +28,21 @@ typedef struct engine {
     tarq_dpll_callback callback;
     int num_vars;
     int capacity;
-    signed char* value;    /* by variable: the assignment under examination, -1, 0 or 1 */
-    signed char* reported; /* by variable: what Tarq has been told of it */
-    signed char* dropped;  /* by variable: not told to Tarq in this round */
-    int* order;            /* the reported literals in their order */
-    int num_reported;
-    int* level_start; /* by level: length of `order` when it was opened */
-    int num_levels;
-    int clauses_came;
-    int* implied; /* literals that the theories derived since the last report */
-    int num_implied;
-    int implied_capacity;
-    int* failed; /* the list that `solve` delivers */
-    int failed_capacity;
+    signed char* phase;     /* by variable: its value in CaDiCaL's assignment, or 0 */
+    signed char* value;     /* by variable: what Tarq has been told, -1, 0 or 1 */
+    signed char* undecided; /* by variable: not to be decided */
+    int* level;             /* by variable with a value: where it got it */
+    list trail;             /* the reported literals in their order */
+    list level_start;       /* by level: size of the trail when it was opened */
+    list cursor;            /* by level: no clause before this needed a decision */
+    int propagated;         /* this many of the trail have been looked at for units */
+    int broken;             /* a clause is false */
+    list clauses;           /* each with its size in front; two watched literals come first */
+    list* watches;          /* by literal: its clauses */
+    list falsified;         /* clauses that came since the last check without a literal left */
+    list units;             /* literals that new clauses derive */
+    list implied;           /* and theories */
+    list failed;            /* the list that `solve` delivers */
 } engine;
 
 static void* checked(void* memory)
@@ -44,6 +52,15 @@ static void* checked(void* memory)
         exit(1);
     }
     return memory;
+}
+
+static void append_item(list* l, int item)
+{
+    if (l->size == l->capacity) {
+        l->capacity = 2 * l->capacity + 16;
+        l->items = checked(realloc(l->items, (size_t)l->capacity * sizeof(int)));
+    }
+    l->items[l->size++] = item;
 }
 
 static engine* self(tarq_ext_dpll_interface* table)
@@ -67,36 +84,93 @@ static CCaDiCaL* new_solver(void)
 static int new_var(tarq_ext_dpll_interface* table, int decision, int problem)
 {
     engine* e = self(table);
+    int v = ++e->num_vars;
     (void)decision;
     (void)problem;
-    if (++e->num_vars >= e->capacity) {
-        size_t n = 2 * (size_t)e->num_vars + 64;
+    if (v >= e->capacity) {
+        size_t n = 2 * (size_t)v + 64;
+        e->phase = checked(realloc(e->phase, n));
         e->value = checked(realloc(e->value, n));
-        e->reported = checked(realloc(e->reported, n));
-        e->dropped = checked(realloc(e->dropped, n));
-        e->order = checked(realloc(e->order, n * sizeof(int)));
-        e->level_start = checked(realloc(e->level_start, n * sizeof(int)));
+        e->undecided = checked(realloc(e->undecided, n));
+        e->level = checked(realloc(e->level, n * sizeof(int)));
+        e->watches = checked(realloc(e->watches, 2 * n * sizeof(list)));
+        memset(e->watches + 2 * e->capacity, 0, 2 * (n - (size_t)e->capacity) * sizeof(list));
         e->capacity = (int)n;
     }
-    e->value[e->num_vars] = e->reported[e->num_vars] = e->dropped[e->num_vars] = 0;
+    e->phase[v] = e->value[v] = e->undecided[v] = 0;
     return 0;
+}
+
+static int literal_value(const engine* e, int lit)
+{
+    return lit > 0 ? e->value[lit] : -e->value[-lit];
+}
+
+static list* watches(engine* e, int lit)
+{
+    return &e->watches[lit > 0 ? 2 * lit : 1 - 2 * lit];
+}
+
+/* Literals without a value, then true ones, then false ones, the newest first. */
+static int goes_before(const engine* e, int a, int b)
+{
+    const int value_a = literal_value(e, a);
+    const int value_b = literal_value(e, b);
+    if (value_a >= 0 || value_b >= 0) {
+        return value_a >= 0 && value_b < 0;
+    }
+    return e->level[abs(a)] > e->level[abs(b)];
+}
+
+/* Sends a clause to CaDiCaL and keeps it here. */
+static void take_clause(engine* e, const int* lits)
+{
+    const int clause = e->clauses.size;
+    int i, k, size;
+    int* c;
+    append_item(&e->clauses, 0);
+    for (; *lits; ++lits) {
+        ccadical_add(e->sat, *lits);
+        append_item(&e->clauses, *lits);
+    }
+    ccadical_add(e->sat, 0);
+    c = e->clauses.items + clause + 1;
+    size = e->clauses.items[clause] = e->clauses.size - clause - 1;
+    for (i = 0; i < 2 && i < size; ++i) {
+        for (k = i + 1; k < size; ++k) {
+            if (goes_before(e, c[k], c[i])) {
+                const int lit = c[i];
+                c[i] = c[k];
+                c[k] = lit;
+            }
+        }
+    }
+    for (i = 0; i < 2 && size >= 2; ++i) {
+        append_item(watches(e, c[i]), clause);
+    }
+    if (size == 0 || literal_value(e, c[0]) < 0) {
+        append_item(&e->falsified, clause);
+    } else if (literal_value(e, c[0]) == 0 && (size == 1 || literal_value(e, c[1]) < 0)) {
+        append_item(&e->units, c[0]);
+    }
 }
 
 static int add_clause(tarq_ext_dpll_interface* table, int* lits, int ghost, int in_callback)
 {
-    engine* e = self(table);
     (void)ghost;
     (void)in_callback;
-    for (; *lits; ++lits) {
-        ccadical_add(e->sat, *lits);
-    }
-    ccadical_add(e->sat, 0);
-    e->clauses_came = 1;
+    take_clause(self(table), lits);
+    return 0;
+}
+
+static int set_decision_var(tarq_ext_dpll_interface* table, int var, int flag)
+{
+    self(table)->undecided[var] = !flag;
     return 0;
 }
 
 /* CaDiCaL takes care of variables that come back by itself. */
-static int set_flag(tarq_ext_dpll_interface* table, int var, int flag)
+static int set_frozen(tarq_ext_dpll_interface* table, int var, int flag)
 {
     (void)table;
     (void)var;
@@ -106,20 +180,16 @@ static int set_flag(tarq_ext_dpll_interface* table, int var, int flag)
 
 static int remove_clauses_containing(tarq_ext_dpll_interface* table, int var)
 {
-    engine* e = self(table);
-    ccadical_add(e->sat, -var); /* satisfies them all */
-    ccadical_add(e->sat, 0);
+    int unit[2];
+    unit[0] = -var; /* satisfies them all */
+    unit[1] = 0;
+    take_clause(self(table), unit);
     return 0;
 }
 
 static int enqueue_assignment(tarq_ext_dpll_interface* table, int lit)
 {
-    engine* e = self(table);
-    if (e->num_implied == e->implied_capacity) {
-        e->implied_capacity = 2 * e->implied_capacity + 64;
-        e->implied = checked(realloc(e->implied, (size_t)e->implied_capacity * sizeof(int)));
-    }
-    e->implied[e->num_implied++] = lit;
+    append_item(&self(table)->implied, lit);
     return 0;
 }
 
@@ -132,210 +202,281 @@ static int set_callback(tarq_ext_dpll_interface* table, tarq_dpll_callback callb
 static int reset(tarq_ext_dpll_interface* table)
 {
     engine* e = self(table);
+    int i;
     ccadical_release(e->sat);
     e->sat = new_solver();
-    e->num_vars = e->num_reported = e->num_levels = 0;
+    for (i = 0; i < 2 * e->capacity; ++i) {
+        e->watches[i].size = 0;
+    }
+    e->num_vars = e->clauses.size = 0;
     return 0;
 }
 
 static tarq_truth_value model_value(tarq_ext_dpll_interface* table, int var)
 {
-    engine* e = self(table);
-    return e->value[var] > 0 ? TARQ_TRUE : e->value[var] < 0 ? TARQ_FALSE : TARQ_UNDEF;
+    const int value = self(table)->value[var];
+    return value > 0 ? TARQ_TRUE : value < 0 ? TARQ_FALSE : TARQ_UNDEF;
 }
 
 /* -- Reports. All return 0, or -1 when Tarq wants the search to end. */
 
 static int open_level(engine* e)
 {
-    e->level_start[e->num_levels++] = e->num_reported;
+    const int at = e->level_start.size > 0 ? e->cursor.items[e->cursor.size - 1] : 0;
+    append_item(&e->level_start, e->trail.size);
+    append_item(&e->cursor, at);
     return tarq_dpll_callback_notify_new_level(e->callback);
 }
 
 static int back_to(engine* e, int level)
 {
-    if (level >= e->num_levels) {
+    if (level >= e->level_start.size) {
         return 0;
     }
-    while (e->num_reported > e->level_start[level]) {
-        e->reported[abs(e->order[--e->num_reported])] = 0;
+    while (e->trail.size > e->level_start.items[level]) {
+        e->value[abs(e->trail.items[--e->trail.size])] = 0;
     }
-    e->num_levels = level;
+    e->propagated = e->trail.size;
+    e->level_start.size = e->cursor.size = level;
     return tarq_dpll_callback_notify_backtrack(e->callback, level);
 }
 
 static int report(engine* e, int lit)
 {
-    if (e->reported[abs(lit)]) {
-        return 0;
-    }
-    e->reported[abs(lit)] = lit > 0 ? 1 : -1;
-    e->order[e->num_reported++] = lit;
+    const int var = abs(lit);
+    e->value[var] = lit > 0 ? 1 : -1;
+    e->level[var] = e->level_start.size;
+    append_item(&e->trail, lit);
     return tarq_dpll_callback_notify_assignment(e->callback, lit);
 }
 
-/* Takes over the clause of an objection. Its newest literal will be left out of what is reported
- * next. */
-static void learn(engine* e, const int* clause)
-{
-    int newest = 0;
-    int place = -1;
-    const int* l;
-    for (l = clause; *l; ++l) {
-        int i;
-        ccadical_add(e->sat, *l);
-        for (i = e->num_reported - 1; i > place; --i) {
-            if (abs(e->order[i]) == abs(*l)) {
-                place = i;
-                newest = abs(*l);
-                break;
-            }
-        }
-    }
-    ccadical_add(e->sat, 0);
-    e->dropped[newest] = 1;
-}
+/* -- Examination of an assignment. Functions return -1 when Tarq wants the search to end. */
 
-/* Asks whether the theories agree with what was reported. Returns 1 if they do, 0 if they objected or
- * derived something, -1 on failure. */
-static int ask(engine* e, int* objections)
+/* Reports what clauses derive from the reported literals. A false clause shows that the reported is no
+ * model any more, but the theories may have more to object to, so the examination continues. */
+static int propagate(engine* e)
 {
-    for (;;) {
-        tarq_truth_value code;
-        int* clause;
-        int i;
-        int taken = 0;
-        e->num_implied = 0;
-        e->clauses_came = 0;
-        if (tarq_dpll_callback_no_conflict_after_bcp(e->callback, &code, &clause) != 0) {
-            return -1;
-        }
-        if (code == TARQ_TRUE) {
-            return 1;
-        }
-        if (code == TARQ_FALSE) {
-            learn(e, clause);
-            ++*objections;
-            return 0;
-        }
-        if (e->clauses_came) {
-            ++*objections;
-        }
-        for (i = 0; i < e->num_implied; ++i) {
-            int lit = e->implied[i];
-            int var = abs(lit);
-            if (!e->dropped[var] && e->value[var] == (lit > 0 ? 1 : -1)) {
-                taken += !e->reported[var];
-                if (report(e, lit) != 0) {
-                    return -1;
-                }
-            } else if (!e->dropped[var] && e->value[var] != 0) {
-                int* reason;
-                if (tarq_dpll_callback_ask_theory_reason(e->callback, lit, &reason) != 0) {
-                    return -1;
-                }
-                for (; *reason; ++reason) {
-                    ccadical_add(e->sat, *reason);
-                }
-                ccadical_add(e->sat, 0);
-                e->dropped[var] = 1; /* it has the other value in CaDiCaL's assignment */
-                ++*objections;
+    while (e->propagated < e->trail.size) {
+        const int falsified = -e->trail.items[e->propagated++];
+        list* of = watches(e, falsified);
+        int from, to = 0;
+        for (from = 0; from < of->size; ++from) {
+            const int clause = of->items[from];
+            int* c = e->clauses.items + clause + 1;
+            const int size = c[-1];
+            int other, k = 2;
+            of->items[to++] = clause;
+            if (c[0] == falsified) {
+                c[0] = c[1];
+                c[1] = falsified;
             }
-        }
-        if (taken == 0) {
-            return 1; /* what came is for CaDiCaL, this assignment can't take it into account */
-        }
-    }
-}
-
-/* Reports CaDiCaL's assignment, a level for each literal. Returns 1 if the theories accept it, 0 if
- * they had objections, -1 on failure. */
-static int examine(engine* e, const int* assumptions)
-{
-    enum { CHUNK = 4, MAX_OBJECTIONS = 30 };
-    int objections = 0;
-    int num_vars = e->num_vars; /* more may come, without values */
-    int unasked = 0;
-    int var = 1;
-    tarq_truth_value code;
-    int* clause;
-    memset(e->dropped, 0, (size_t)e->num_vars + 1);
-    /* What no search can change comes first and at once: it need not be taken back literal by literal. */
-    for (var = 1; var <= num_vars; ++var) {
-        const int fixed = e->num_levels == 0 ? ccadical_fixed(e->sat, var) : 0;
-        if (fixed != 0 && report(e, fixed > 0 ? var : -var) != 0) {
-            return -1;
-        }
-    }
-    var = 1;
-    for (; *assumptions; ++assumptions) {
-        if (open_level(e) != 0 || report(e, *assumptions) != 0) {
-            return -1;
-        }
-    }
-    for (;;) {
-        int agreed = 1;
-        if (var <= num_vars) {
-            if (!e->reported[var] && !e->dropped[var] && e->value[var] != 0) {
-                if (open_level(e) != 0 || report(e, e->value[var] * var) != 0) {
-                    return -1;
-                }
-                ++unasked;
+            other = literal_value(e, c[0]);
+            if (other > 0) {
+                continue;
             }
-            ++var;
-        }
-        if (unasked >= CHUNK || var > num_vars) {
-            agreed = ask(e, &objections);
-            unasked = 0;
-        }
-        if (agreed < 0) {
-            return -1;
-        }
-        if (agreed == 0) {
-            /* back to before the oldest literal that is left out */
-            int level = 0;
-            while (level < e->num_levels) {
-                int end = level + 1 < e->num_levels ? e->level_start[level + 1] : e->num_reported;
-                int i = e->level_start[level];
-                while (i < end && !e->dropped[abs(e->order[i])]) {
-                    ++i;
-                }
-                if (i < end) {
-                    break;
-                }
-                ++level;
+            while (k < size && literal_value(e, c[k]) < 0) {
+                ++k;
             }
-            if (objections >= MAX_OBJECTIONS || level == e->num_levels) {
-                return 0;
-            }
-            if (back_to(e, level) != 0) {
+            if (k < size) {
+                c[1] = c[k];
+                c[k] = falsified;
+                append_item(watches(e, c[1]), clause);
+                --to;
+            } else if (other < 0) {
+                e->broken = 1;
+            } else if (report(e, c[0]) != 0) {
                 return -1;
             }
-            var = 1;
-        } else if (var > num_vars) {
-            break;
+        }
+        of->size = to;
+    }
+    return 0;
+}
+
+/* The newest level among the literals of a list. */
+static int newest_level(const engine* e, const int* lits, int size)
+{
+    int result = 0;
+    int i;
+    for (i = 0; i < size; ++i) {
+        if (e->level[abs(lits[i])] > result) {
+            result = e->level[abs(lits[i])];
         }
     }
-    if (objections > 0) {
+    return result;
+}
+
+/* Reverses the decision that led to a conflict in which no level above `level` takes part. Returns 1,
+ * or 0 if there is none to be reversed. */
+static int reverse_decision(engine* e, int level, int num_assumptions)
+{
+    int decision;
+    if (level <= num_assumptions) {
         return 0;
     }
-    e->clauses_came = 0;
-    if (tarq_dpll_callback_model_found(e->callback, &code, &clause) != 0) {
+    decision = e->trail.items[e->level_start.items[level - 1]];
+    return back_to(e, level - 1) != 0 || report(e, -decision) != 0 ? -1 : 1;
+}
+
+/* Reports what the theories and their clauses derive. Returns 1, or 0 if a clause is false: the newest
+ * level that takes part is put into *level then. */
+static int take_news(engine* e, int* level)
+{
+    int i;
+    for (i = 0; i < e->implied.size; ++i) {
+        const int lit = e->implied.items[i];
+        const int phase = lit > 0 ? e->phase[lit] : -e->phase[-lit];
+        if (literal_value(e, lit) == 0 && (phase < 0 || e->level_start.size == 0)) {
+            int* reason; /* CaDiCaL ought to know */
+            if (tarq_dpll_callback_ask_theory_reason(e->callback, lit, &reason) != 0) {
+                return -1;
+            }
+            take_clause(e, reason);
+        } else {
+            append_item(&e->units, lit);
+        }
+    }
+    *level = e->level_start.size;
+    for (i = 0; i < e->falsified.size; ++i) {
+        const int* c = e->clauses.items + e->falsified.items[i] + 1;
+        const int newest = newest_level(e, c, c[-1]);
+        *level = newest < *level ? newest : *level;
+    }
+    for (i = 0; i < e->units.size && e->falsified.size == 0; ++i) {
+        const int lit = e->units.items[i];
+        if (literal_value(e, lit) == 0 && report(e, lit) != 0) {
+            return -1;
+        }
+    }
+    i = e->falsified.size == 0;
+    e->implied.size = e->units.size = e->falsified.size = 0;
+    return i;
+}
+
+/* The next literal to be decided, 0 if there is none. Clauses come first. */
+static int next_decision(engine* e)
+{
+    int* at = e->cursor.size > 0 ? &e->cursor.items[e->cursor.size - 1] : NULL;
+    int clause = at ? *at : 0;
+    int var;
+    while (clause < e->clauses.size) {
+        const int* c = e->clauses.items + clause + 1;
+        int best = 0;
+        int k;
+        for (k = 0; k < c[-1] && literal_value(e, c[k]) <= 0; ++k) {
+            if (literal_value(e, c[k]) == 0 &&
+                (best == 0 || (c[k] > 0 ? e->phase[c[k]] : -e->phase[-c[k]]) > 0)) {
+                best = c[k];
+            }
+        }
+        if (at) {
+            *at = clause;
+        }
+        if (k == c[-1] && best != 0) {
+            return best;
+        }
+        clause += c[-1] + 1;
+    }
+    for (var = 1; var <= e->num_vars; ++var) {
+        if (e->value[var] == 0 && !e->undecided[var]) {
+            return e->phase[var] > 0 ? var : -var;
+        }
+    }
+    return 0;
+}
+
+/* Asks the theories about what was reported, of all variables if `complete`. *reaction: their answer.
+ * Returns as take_news. */
+static int ask(engine* e, int complete, tarq_truth_value* reaction, int* level)
+{
+    int* clause;
+    if ((complete
+             ? tarq_dpll_callback_model_found(e->callback, reaction, &clause)
+             : tarq_dpll_callback_no_conflict_after_bcp(e->callback, reaction, &clause)) != 0) {
         return -1;
     }
-    if (code == TARQ_FALSE) {
-        learn(e, clause);
-    } else if (code == TARQ_UNDEF && !e->clauses_came && e->num_vars == num_vars) {
-        return -1; /* nothing that this engine could do about it */
+    if (*reaction == TARQ_FALSE) {
+        take_clause(e, clause);
     }
-    return code == TARQ_TRUE;
+    return take_news(e, level);
+}
+
+/* Builds CaDiCaL's assignment up again. Returns 1 if the theories accept it, or one that came out of it
+ * by the reversal of decisions; 0 if CaDiCaL has to continue with the clauses that came. */
+static int examine(engine* e, const int* assumptions)
+{
+    enum { MAX_CONFLICTS = 30 };
+    int num_assumptions = 0;
+    int conflicts = 0;
+    int var;
+    while (assumptions[num_assumptions]) {
+        ++num_assumptions;
+    }
+    e->falsified.size = e->units.size = e->implied.size = 0;
+    e->propagated = 0;
+    e->broken = 0;
+    for (var = 1; var <= e->num_vars; ++var) { /* what no search can change */
+        const int fixed = ccadical_fixed(e->sat, var);
+        if (fixed != 0 && e->value[var] == 0 && report(e, fixed > 0 ? var : -var) != 0) {
+            return -1;
+        }
+    }
+    for (;;) {
+        tarq_truth_value reaction;
+        int level, good, reported, lit = 0;
+        if (propagate(e) != 0) {
+            return -1;
+        }
+        reported = e->trail.size;
+        good = ask(e, 0, &reaction, &level);
+        if (good > 0 && e->trail.size > reported) {
+            continue;
+        }
+        if (good > 0 && e->level_start.size >= num_assumptions && (lit = next_decision(e)) == 0) {
+            const int num_vars = e->num_vars;
+            if (e->broken) {
+                return 0;
+            }
+            good = ask(e, 1, &reaction, &level);
+            if (good > 0 && reaction == TARQ_TRUE) {
+                return 1;
+            }
+            if (good > 0 && e->trail.size == reported && e->num_vars == num_vars) {
+                return -1; /* nothing that this engine could do about it */
+            }
+            if (good > 0) {
+                continue;
+            }
+        }
+        if (good < 0) {
+            return -1;
+        }
+        if (good == 0) {
+            good = ++conflicts < MAX_CONFLICTS ? reverse_decision(e, level, num_assumptions) : 0;
+            if (good <= 0) {
+                return good;
+            }
+            continue;
+        }
+        if (e->level_start.size < num_assumptions) {
+            lit = assumptions[e->level_start.size];
+        }
+        if (literal_value(e, lit) < 0) {
+            return 0;
+        }
+        if (open_level(e) != 0 || (literal_value(e, lit) == 0 && report(e, lit) != 0)) {
+            return -1;
+        }
+    }
 }
 
 static tarq_result solve(tarq_ext_dpll_interface* table, int* assumptions, int** conflict)
 {
     engine* e = self(table);
-    e->num_levels = e->num_reported = 0; /* where Tarq stands, too */
-    memset(e->reported, 0, (size_t)e->num_vars + 1);
+    e->trail.size = e->level_start.size = e->cursor.size = 0; /* where Tarq stands, too */
+    if (e->num_vars > 0) {
+        memset(e->value, 0, (size_t)e->num_vars + 1);
+    }
     for (;;) {
         int status, var, accepted;
         const int* a;
@@ -344,38 +485,27 @@ static tarq_result solve(tarq_ext_dpll_interface* table, int* assumptions, int**
         }
         status = ccadical_solve(e->sat);
         if (status == 20) {
-            int n = 0;
-            for (a = assumptions; *a; ++a) {
-                ++n;
-            }
-            if (n >= e->failed_capacity) {
-                e->failed_capacity = 2 * n + 64;
-                e->failed = checked(realloc(e->failed, (size_t)e->failed_capacity * sizeof(int)));
-            }
-            n = 0;
+            e->failed.size = 0;
             for (a = assumptions; *a; ++a) {
                 if (ccadical_failed(e->sat, *a)) {
-                    e->failed[n++] = *a;
+                    append_item(&e->failed, *a);
                 }
             }
-            e->failed[n] = 0;
-            *conflict = e->failed;
+            append_item(&e->failed, 0);
+            *conflict = e->failed.items;
             return TARQ_UNSAT;
         }
         if (status != 10) {
             return TARQ_UNKNOWN;
         }
         for (var = 1; var <= e->num_vars; ++var) {
-            e->value[var] = ccadical_val(e->sat, var) > 0 ? 1 : -1;
+            e->phase[var] = ccadical_val(e->sat, var) > 0 ? 1 : -1;
         }
         accepted = examine(e, assumptions);
-        if (accepted < 0) {
-            return TARQ_UNKNOWN;
-        }
-        if (accepted) {
+        if (accepted > 0) {
             return TARQ_SAT;
         }
-        if (back_to(e, 0) != 0) {
+        if (accepted < 0 || back_to(e, 0) != 0) {
             return TARQ_UNKNOWN;
         }
     }
@@ -385,8 +515,8 @@ static void init_engine(engine* e)
 {
     memset(e, 0, sizeof *e);
     e->table.new_var = new_var;
-    e->table.set_decision_var = set_flag;
-    e->table.set_frozen = set_flag;
+    e->table.set_decision_var = set_decision_var;
+    e->table.set_frozen = set_frozen;
     e->table.add_clause = add_clause;
     e->table.solve = solve;
     e->table.model_value = model_value;
@@ -394,25 +524,29 @@ static void init_engine(engine* e)
     e->table.remove_clauses_containing = remove_clauses_containing;
     e->table.reset = reset;
     e->table.set_callback = set_callback;
-    e->capacity = 64;
-    e->value = checked(calloc(64, 1));
-    e->reported = checked(calloc(64, 1));
-    e->dropped = checked(calloc(64, 1));
-    e->order = checked(calloc(64, sizeof(int)));
-    e->level_start = checked(calloc(64, sizeof(int)));
     e->sat = new_solver();
 }
 
 static void free_engine(engine* e)
 {
+    int i;
     ccadical_release(e->sat);
+    for (i = 0; i < 2 * e->capacity; ++i) {
+        free(e->watches[i].items);
+    }
+    free(e->watches);
+    free(e->phase);
     free(e->value);
-    free(e->reported);
-    free(e->dropped);
-    free(e->order);
-    free(e->level_start);
-    free(e->implied);
-    free(e->failed);
+    free(e->undecided);
+    free(e->level);
+    free(e->trail.items);
+    free(e->level_start.items);
+    free(e->cursor.items);
+    free(e->clauses.items);
+    free(e->falsified.items);
+    free(e->units.items);
+    free(e->implied.items);
+    free(e->failed.items);
 }
 
 /* -- The rest is a user of Tarq like any other */
