@@ -8,7 +8,8 @@
  * it finds an assignment, which is then built up again, one decision and its consequences after the
  * other, and reported to Tarq. Only what some clause needs is decided first; the rest comes last.
  * Where the theories object, their clauses go to CaDiCaL, and the decision is reversed, so that one
- * assignment yields many clauses. After a number of objections CaDiCaL continues. */
+ * assignment yields many clauses. After a number of objections CaDiCaL continues. Where it takes long
+ * to find an assignment, a variation of the last is examined: the clauses may be what it lacks. */
 #include <ccadical.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -37,12 +38,13 @@ typedef struct engine {
     list cursor;            /* by level: no clause before this needed a decision */
     int propagated;         /* this many of the trail have been looked at for units */
     int broken;             /* a clause is false */
-    list clauses;           /* each with its size in front; two watched literals come first */
-    list* watches;          /* by literal: its clauses */
-    list falsified;         /* clauses that came since the last check without a literal left */
-    list units;             /* literals that new clauses derive */
-    list implied;           /* and theories */
-    list failed;            /* the list that `solve` delivers */
+    unsigned random;
+    list clauses;   /* each with its size in front; two watched literals come first */
+    list* watches;  /* by literal: its clauses */
+    list falsified; /* clauses that came since the last check without a literal left */
+    list units;     /* literals that new clauses derive */
+    list implied;   /* and theories */
+    list failed;    /* the list that `solve` delivers */
 } engine;
 
 static void* checked(void* memory)
@@ -68,14 +70,12 @@ static engine* self(tarq_ext_dpll_interface* table)
     return (engine*)table;
 }
 
-/* Searches are many and short, so what CaDiCaL does at the start of each has to be cheap. */
 static CCaDiCaL* new_solver(void)
 {
     CCaDiCaL* sat = ccadical_init();
-    ccadical_set_option(sat, "lucky", 0);
-    ccadical_set_option(sat, "walk", 0);
-    ccadical_set_option(sat, "rephase", 0);
+    ccadical_set_option(sat, "lucky", 0); /* searches are many and short */
     ccadical_set_option(sat, "phase", 0); /* atoms that no clause needs are best left false */
+    ccadical_set_option(sat, "stabilizeonly", 1); /* assignments are wanted more than proofs */
     return sat;
 }
 
@@ -470,9 +470,24 @@ static int examine(engine* e, const int* assumptions)
     }
 }
 
+/* Reverses an eighth of the values that were last examined. */
+static void vary_phases(engine* e)
+{
+    int var;
+    for (var = 1; var <= e->num_vars; ++var) {
+        e->random = e->random * 1103515245u + 12345u;
+        if (e->phase[var] == 0) {
+            e->phase[var] = -1;
+        } else if ((e->random >> 16) % 8 == 0) {
+            e->phase[var] = (signed char)-e->phase[var];
+        }
+    }
+}
+
 static tarq_result solve(tarq_ext_dpll_interface* table, int* assumptions, int** conflict)
 {
     engine* e = self(table);
+    int max_conflicts = 500; /* of CaDiCaL before it is interrupted */
     e->trail.size = e->level_start.size = e->cursor.size = 0; /* where Tarq stands, too */
     if (e->num_vars > 0) {
         memset(e->value, 0, (size_t)e->num_vars + 1);
@@ -483,6 +498,7 @@ static tarq_result solve(tarq_ext_dpll_interface* table, int* assumptions, int**
         for (a = assumptions; *a; ++a) {
             ccadical_assume(e->sat, *a);
         }
+        ccadical_limit(e->sat, "conflicts", max_conflicts);
         status = ccadical_solve(e->sat);
         if (status == 20) {
             e->failed.size = 0;
@@ -495,11 +511,13 @@ static tarq_result solve(tarq_ext_dpll_interface* table, int* assumptions, int**
             *conflict = e->failed.items;
             return TARQ_UNSAT;
         }
-        if (status != 10) {
-            return TARQ_UNKNOWN;
-        }
-        for (var = 1; var <= e->num_vars; ++var) {
-            e->phase[var] = ccadical_val(e->sat, var) > 0 ? 1 : -1;
+        if (status == 10) {
+            for (var = 1; var <= e->num_vars; ++var) {
+                e->phase[var] = ccadical_val(e->sat, var) > 0 ? 1 : -1;
+            }
+        } else {
+            max_conflicts += max_conflicts / 20; /* it shall come to an end some time */
+            vary_phases(e);
         }
         accepted = examine(e, assumptions);
         if (accepted > 0) {
