@@ -162,16 +162,19 @@ bool SolverBase::has_witness(uint32_t a, uint32_t b)
     });
 }
 
-/// Whether the closure knows that two terms differ, and the model will have it so: a disequality of
-/// numbers that the formula does not need may be kept from their solver.
+/// Whether the closure knows that two terms differ, and the model will have it so: what the formula
+/// does not need of disequalities may be kept from the solver of numbers, and gets no lemma for
+/// arrays.
 bool SolverBase::are_surely_apart(const Term_* a, const Term_* b) const
 {
     if (!euf_->unmergeable_terms(a, b)) {
         return false;
     }
+    const DataType* type = TermManager::get_type(a);
+    const bool by_value =
+        tm_->is_arith_type(type) || (config_.enable_ext_polarity && tm_->is_array_type(type));
     std::vector<TheoryLit> lits;
-    if (!polarity_ || !tm_->is_arith_type(TermManager::get_type(a)) ||
-        !euf_->collect_disequalities(a, b, lits)) {
+    if (!polarity_ || !by_value || !euf_->collect_disequalities(a, b, lits)) {
         return true;
     }
     return std::none_of(lits.begin(), lits.end(), [this](TheoryLit l) {

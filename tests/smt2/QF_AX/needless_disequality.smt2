@@ -1,0 +1,32 @@
+; What a disequality of elements says counts as a witness of their arrays only if the formula needs it.
+(set-option :produce-models true)
+(declare-fun c0 () (_ BitVec 1))
+(declare-fun c1 () (_ BitVec 1))
+(declare-fun d0 () Bool)
+(declare-fun d1 () Bool)
+(declare-fun e0 () (Array (_ BitVec 1) Bool))
+(declare-fun e1 () (Array (_ BitVec 1) Bool))
+(declare-fun g0 () (Array (_ BitVec 1) (Array (_ BitVec 1) Bool)))
+(declare-fun g1 () (Array (_ BitVec 1) (Array (_ BitVec 1) Bool)))
+(declare-fun f0 (Bool) (Array (_ BitVec 1) (Array (_ BitVec 1) Bool)))
+(declare-fun q0 () Bool)
+(declare-fun q1 () Bool)
+(declare-fun q2 () Bool)
+(assert (not q0))
+(check-sat-assuming (q0 (not q1) q2))
+; expect: unsat
+(assert (or (= q1 (= (f0 (select e0 c1)) (f0 (select e1 #b0)))) (not (distinct (store g1 #b0 e1) g0 g1 (store g1 c0 e1)))))
+(assert (=> (= #b1 c1) (distinct (store e0 c1 false) (select g1 c0))))
+(assert (not (not (= q2 (= g1 g0)))))
+(assert (= (= (store e0 c1 (select (select g0 c1) (bvnot c1))) e0) (not (= e1 e1))))
+(check-sat-assuming ((not q0) q1))
+; expect: sat
+(assert (not (= (or (not (= (store (store e0 c1 q1) c0 (or q0 (not q1))) (store e1 c0 (select e0 c1)))) (= (select e0 #b1) (= c1 c0)) q1) (and (= (= d0 d1) (select (store (store e0 c1 (xor q0 (not q2))) c1 (select e1 c1)) #b0)) (= g0 (store g0 c0 e0))))))
+(assert (not (distinct (store e0 c1 false) (select g1 #b1))))
+(check-sat-assuming (q2 q0 q1))
+; expect: unsat
+(assert (ite (distinct (store g1 c0 e1) (f0 (= d0 d1)) (store g0 c1 e0) (store g1 c0 e0)) (= (= d1 d0) (and q2 (not q0))) (not q0)))
+(check-sat)
+; expect: sat
+(get-value (q0))
+; expect: ((q0 false))
