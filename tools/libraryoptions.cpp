@@ -26,9 +26,9 @@ struct LogicSetting {
 
 // Words alone: without a solver for equalities their term-ITEs become circuits, and of the three
 // conversions to clauses the one by cut mapping finds most of what two circuits have in common.
-// Where indices are integers that interface equalities would have to compare, arrays are checked by
-// the values of a model. Differences of integers with functions: lemmas that repeat the congruences of
-// a conflict halve the number of conflicts.
+// Arrays of words: going by the values of a model saves comparisons of indices, and lifting term-ITEs
+// out of reads costs more than it finds. Functions or arrays over integers: lemmas that repeat the
+// congruences of a conflict save many of these, and all interface equalities at once save final checks.
 constexpr LogicSetting LOGIC_SETTINGS[] = {
     {"QF_BV", "theory.euf.enabled", "false"},
     {"QF_BV", "theory.la.enabled", "false"},
@@ -38,6 +38,8 @@ constexpr LogicSetting LOGIC_SETTINGS[] = {
     {"QF_BVFP", "theory.euf.enabled", "false"},
     {"QF_BVFP", "theory.la.enabled", "false"},
     {"QF_BVFP", "theory.bv.bit_blast_mode", "2"},
+    {"QF_AUFBV", "theory.arr.mode", "1"},
+    {"QF_AUFBV", "preprocessor.simplification", "22"},
     {"QF_AUFLIA", "theory.euf.dyn_ack", "2"},
     {"QF_AUFLIA", "theory.interface_eq_batch_size", "0"},
     {"QF_UFIDL", "theory.euf.dyn_ack", "1"},
