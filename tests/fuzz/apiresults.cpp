@@ -1,10 +1,8 @@
 #include "apirunnerimpl.h"
+#include "temporaryfile.h"
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-
-#include <unistd.h>
 
 namespace tarq::fuzz {
 
@@ -229,21 +227,14 @@ void ApiRunner::ask_judge(Env& x, const std::vector<tarq_term>& formulas, const 
             return;
         }
     }
-    char path[] = "/tmp/tarq-fuzz-XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0) {
-        throw Fault("no temporary file");
-    }
-    close(fd);
-    std::ofstream(path) << "(set-logic ALL)\n" << text.get() << "\n(check-sat)\n";
-    FILE* out = popen((judge_.solver + " " + path + " 2>&1").c_str(), "r");
+    const TemporaryFile script(std::string("(set-logic ALL)\n") + text.get() + "\n(check-sat)\n");
+    FILE* out = popen((judge_.solver + " " + script.path() + " 2>&1").c_str(), "r");
     char answer[200] = "";
     const size_t size = out ? fread(answer, 1, sizeof answer - 1, out) : 0;
     answer[size] = 0;
     if (out) {
         pclose(out);
     }
-    unlink(path);
     const bool is_answer =
         std::strncmp(answer, "sat", 3) == 0 || std::strncmp(answer, "unsat", 5) == 0;
     ++(is_answer ? report_->judged : report_->unjudged);

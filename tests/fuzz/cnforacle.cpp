@@ -1,5 +1,7 @@
 #include "cnforacle.h"
 
+#include "temporaryfile.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -66,11 +68,6 @@ bool satisfiable_by_table(const std::vector<Lits>& clauses)
 CnfOracle::Answer CnfOracle::run_solver(const std::vector<Lits>& clauses)
 {
     const std::map<int, int> number = number_variables(clauses);
-    char path[] = "/tmp/tarq-fuzz-XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0) {
-        return Answer::unknown;
-    }
     std::ostringstream text;
     text << "p cnf " << number.size() << ' ' << clauses.size() << '\n';
     for (const Lits& c : clauses) {
@@ -79,16 +76,14 @@ CnfOracle::Answer CnfOracle::run_solver(const std::vector<Lits>& clauses)
         }
         text << "0\n";
     }
-    const std::string s = text.str();
-    bool written = write(fd, s.data(), s.size()) == static_cast<ssize_t>(s.size());
-    written = close(fd) == 0 && written;
+    const TemporaryFile file(text.str());
 
     std::istringstream in(solver_);
     std::vector<std::string> words;
     for (std::string w; in >> w;) {
         words.push_back(w);
     }
-    words.emplace_back(path);
+    words.emplace_back(file.path());
     std::vector<char*> argv;
     for (std::string& w : words) {
         argv.push_back(w.data());
@@ -101,13 +96,12 @@ CnfOracle::Answer CnfOracle::run_solver(const std::vector<Lits>& clauses)
     posix_spawn_file_actions_init(&quiet);
     posix_spawn_file_actions_addopen(&quiet, 1, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&quiet, 2, "/dev/null", O_WRONLY, 0);
-    if (written && posix_spawnp(&pid, argv[0], &quiet, nullptr, argv.data(), environ) == 0) {
+    if (posix_spawnp(&pid, argv[0], &quiet, nullptr, argv.data(), environ) == 0) {
         while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
         }
         ++num_runs_;
     }
     posix_spawn_file_actions_destroy(&quiet);
-    unlink(path);
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 0;
     return code == 10 ? Answer::sat : code == 20 ? Answer::unsat : Answer::unknown;
 }

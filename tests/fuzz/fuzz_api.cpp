@@ -13,13 +13,9 @@
 // is 1 after a failure.
 #include "apicase.h"
 #include "apirunner.h"
-#include "childprocess.h"
+#include "casefuzzer.h"
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <sstream>
+#include <random>
 
 /// Of the address sanitizer; null in other builds. Children leave without the check at the exit.
 extern "C" __attribute__((weak)) int __lsan_do_recoverable_leak_check();
@@ -29,80 +25,33 @@ namespace tarq::fuzz {
 namespace {
 
 constexpr unsigned seconds_per_case = 60;
-constexpr long cases_per_child = 200;
 constexpr const char* leak = "memory leak";
 
-struct Settings {
-    long count = 1000;
-    uint64_t seed = 1;
-    int max_failures = 5;
+struct Settings : FuzzSettings {
     ApiJudge judge;
-    std::string save, replay;
+
+    bool take_option(const std::string& name, const std::string& value)
+    {
+        if (name == "--oracle") {
+            judge.solver = value;
+        } else if (name == "--sample") {
+            judge.sample = std::max(1L, std::stol(value));
+        } else {
+            return false;
+        }
+        return true;
+    }
 };
 
-class Fuzzer {
+class Fuzzer : public CaseFuzzer<ApiCase, ApiReport> {
 public:
-    explicit Fuzzer(const Settings& s) : settings_(s), report_(make_shared_report<ApiReport>()) {}
+    explicit Fuzzer(const Settings& s) : CaseFuzzer(s, "api", 0), settings_(s) {}
 
-    int replay()
-    {
-        std::ifstream in(settings_.replay);
-        if (!in) {
-            throw std::runtime_error("cannot read " + settings_.replay);
-        }
-        std::ostringstream text;
-        text << in.rdbuf();
-        const std::string bad = failure_of(read_api_case(text.str()));
-        std::cout << (bad.empty() ? "passes" : bad) << '\n';
-        return bad.empty() ? 0 : 1;
-    }
-
-    int run()
-    {
-        int failures = 0;
-        for (long i = 0; i < settings_.count && failures < settings_.max_failures;) {
-            const long begin = i, end = std::min(settings_.count, i + cases_per_child);
-            report_->message[0] = 0;
-            const std::string bad = in_child([this, i, end] { run_range(i, end); });
-            i = end;
-            if (bad.empty() && report_->message[0] == 0) {
-                continue;
-            }
-            ++failures;
-            if (report_->message == std::string(leak)) {
-                i = begin;
-                while (i < end && failure_of(make_case(i)).empty()) {
-                    ++i;
-                }
-                report_->running = i;
-            }
-            i = report_->running + 1;
-            handle_failure(report_->running, bad.empty() ? report_->message : bad);
-        }
-        print_summary(failures);
-        return failures == 0 ? 0 : 1;
-    }
-
+private:
     ApiCase make_case(long index) const
     {
         std::mt19937_64 rng(settings_.seed * 1000003 + static_cast<uint64_t>(index));
         return random_api_case(rng);
-    }
-
-private:
-    void run_range(long begin, long end)
-    {
-        for (long i = begin; i < end; ++i) {
-            report_->running = i;
-            ++report_->cases;
-            alarm(seconds_per_case);
-            const std::string bad = run_api_case(make_case(i), settings_.judge, report_);
-            if (!bad.empty()) {
-                set_message(bad);
-                std::_Exit(0);
-            }
-        }
-        set_message(leaks() ? leak : "");
     }
 
     static bool leaks()
@@ -110,73 +59,57 @@ private:
         return __lsan_do_recoverable_leak_check && __lsan_do_recoverable_leak_check() != 0;
     }
 
-    void set_message(const std::string& text)
-    {
-        std::snprintf(report_->message, sizeof report_->message, "%s", text.c_str());
-    }
+    ApiCase read(const std::string& text) override { return read_api_case(text); }
 
-    std::string failure_of(const ApiCase& c)
+    void run_numbered(long index) override
     {
-        report_->message[0] = 0;
-        const std::string bad = in_child([this, &c] {
-            alarm(seconds_per_case);
-            const std::string found = run_api_case(c, settings_.judge, report_);
-            set_message(found.empty() && leaks() ? leak : found);
-        });
-        return bad.empty() ? report_->message : bad;
-    }
-
-    /// The first of the smaller cases that fails still in the same way, as often as there is one.
-    ApiCase shrink(ApiCase c)
-    {
-        const std::string kind = kind_of(failure_of(c));
-        for (int size = static_cast<int>(c.calls.size()) / 2; size >= 0;) {
-            const std::vector<ApiCase> trials = smaller_cases(c, size);
-            const auto it = std::find_if(trials.begin(), trials.end(), [&](const ApiCase& t) {
-                const std::string bad = failure_of(t);
-                return !bad.empty() && kind_of(bad) == kind;
-            });
-            if (it != trials.end()) {
-                c = ApiCase(*it);
-                size = std::max(size, 1);
-            } else {
-                size = size > 1 ? size / 2 : size - 1;
-            }
+        ++report_->cases;
+        alarm(seconds_per_case);
+        const std::string bad = run_api_case(make_case(index), settings_.judge, report_);
+        if (!bad.empty()) {
+            fail(bad);
         }
-        return c;
     }
+
+    void end_child() override { set_message(leaks() ? leak : ""); }
+
+    std::string run_one(const ApiCase& c) override
+    {
+        alarm(seconds_per_case);
+        const std::string found = run_api_case(c, settings_.judge, report_);
+        return found.empty() && leaks() ? leak : found;
+    }
+
+    void find_culprit(long begin, long end) override
+    {
+        if (report_->message == std::string(leak)) {
+            long i = begin;
+            while (i + 1 < end && failure_of(make_case(i)).empty()) {
+                ++i;
+            }
+            report_->running = i;
+        }
+    }
+
+    ApiCase running_case() override { return make_case(report_->running); }
+
+    std::vector<ApiCase> smaller(const ApiCase& c, int size) override
+    {
+        return smaller_cases(c, size);
+    }
+
+    size_t num_steps(const ApiCase& c) override { return c.calls.size(); }
+    std::string text_of(const ApiCase& c) override { return to_text(c); }
 
     /// A failure without the number of its call and the terms.
-    static std::string kind_of(const std::string& bad)
+    std::string kind_of(const std::string& bad) override
     {
         const size_t start = bad.find(' ', 5);
         return bad.compare(0, 5, "call ") == 0 && start != std::string::npos ? bad.substr(start, 30)
                                                                              : bad;
     }
 
-    void handle_failure(long index, const std::string& found)
-    {
-        const ApiReport before = *report_;
-        const ApiCase c = shrink(make_case(index));
-        const std::string bad = failure_of(c);
-        *report_ = before;
-        std::ostringstream text;
-        text << "# case " << index << " of seed " << settings_.seed << '\n';
-        std::istringstream lines(bad.empty() ? "fails only after other cases: " + found : bad);
-        for (std::string line; std::getline(lines, line);) {
-            text << "# " << line << '\n';
-        }
-        text << to_text(c);
-        std::cout << "FAILURE\n" << text.str() << std::endl;
-        if (!settings_.save.empty()) {
-            std::filesystem::create_directories(settings_.save);
-            std::ofstream(settings_.save + "/api_" + std::to_string(settings_.seed) + "_" +
-                          std::to_string(index) + ".trace")
-                << text.str();
-        }
-    }
-
-    void print_summary(int failures) const
+    void print_summary(int failures) override
     {
         const ApiReport& r = *report_;
         std::cout << r.cases << " sequences, " << r.calls << " calls (" << r.refused
@@ -188,39 +121,8 @@ private:
                   << " failures\n";
     }
 
-    Settings settings_;
-    ApiReport* report_;
+    const Settings settings_;
 };
-
-Settings parse_arguments(int argc, char** argv)
-{
-    Settings s;
-    for (int i = 1; i < argc; ++i) {
-        const std::string name = argv[i];
-        if (i + 1 == argc) {
-            throw std::runtime_error("option without value: " + name);
-        }
-        const std::string value = argv[++i];
-        if (name == "--count") {
-            s.count = std::stol(value);
-        } else if (name == "--seed") {
-            s.seed = std::stoull(value);
-        } else if (name == "--max-failures") {
-            s.max_failures = std::stoi(value);
-        } else if (name == "--oracle") {
-            s.judge.solver = value;
-        } else if (name == "--sample") {
-            s.judge.sample = std::max(1L, std::stol(value));
-        } else if (name == "--save") {
-            s.save = value;
-        } else if (name == "--replay") {
-            s.replay = value;
-        } else {
-            throw std::runtime_error("unknown option: " + name);
-        }
-    }
-    return s;
-}
 
 } // namespace
 
@@ -228,12 +130,5 @@ Settings parse_arguments(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    try {
-        const tarq::fuzz::Settings s = tarq::fuzz::parse_arguments(argc, argv);
-        tarq::fuzz::Fuzzer f(s);
-        return s.replay.empty() ? f.run() : f.replay();
-    } catch (const std::exception& e) {
-        std::cerr << "fuzz_api: " << e.what() << '\n';
-        return 2;
-    }
+    return tarq::fuzz::fuzz_main<tarq::fuzz::Fuzzer, tarq::fuzz::Settings>("fuzz_api", argc, argv);
 }

@@ -11,7 +11,7 @@
 // process, so that a crash or a hang is a finding as well; a failure is shrunk and printed, and
 // with --save written to a file for --replay. The exit status is 1 after a failure.
 #include "base/configuration.h"
-#include "childprocess.h"
+#include "casefuzzer.h"
 #include "cnfcase.h"
 #include "cnforacle.h"
 #include "dpll/dpllpreprocessor.h"
@@ -36,7 +36,6 @@ namespace tarq::fuzz {
 namespace {
 
 constexpr unsigned seconds_per_case = 30;
-constexpr int cases_per_child = 200;
 constexpr int num_strategies = 4;
 
 /// What a child tells its parent, in memory both see.
@@ -227,51 +226,29 @@ std::string run_case(const Case& c, CnfOracle* oracle, Report* report)
     }
 }
 
-struct Settings {
-    long count = 2000;
-    uint64_t seed = 1;
+struct Settings : FuzzSettings {
+    Settings() { count = 2000; }
+
+    bool take_option(const std::string& name, const std::string& value)
+    {
+        if (name == "--max-vars") {
+            max_vars = std::stoi(value);
+        } else if (name == "--solver") {
+            solver = value;
+        } else {
+            return false;
+        }
+        return true;
+    }
+
     int max_vars = 0; // 0: by whether there is an external solver
-    int max_failures = 5;
-    std::string solver, save, replay;
+    std::string solver;
 };
 
-class Fuzzer {
+class Fuzzer : public CaseFuzzer<Case, Report> {
 public:
-    explicit Fuzzer(const Settings& s) : settings_(s), oracle_(s.solver)
+    explicit Fuzzer(const Settings& s) : CaseFuzzer(s, "cnf", -1), settings_(s), oracle_(s.solver)
     {
-        report_ = make_shared_report<Report>();
-    }
-
-    int replay()
-    {
-        std::ifstream in(settings_.replay);
-        if (!in) {
-            throw std::runtime_error("cannot read " + settings_.replay);
-        }
-        std::ostringstream text;
-        text << in.rdbuf();
-        const std::string bad = failure_of(read_case(text.str()));
-        std::cout << (bad.empty() ? "passes" : bad) << '\n';
-        return bad.empty() ? 0 : 1;
-    }
-
-    int run()
-    {
-        int failures = 0;
-        for (long i = 0; i < settings_.count && failures < settings_.max_failures;) {
-            const long end = std::min(settings_.count, i + cases_per_child);
-            report_->message[0] = 0;
-            std::string bad = in_child([this, i, end] { run_range(i, end); });
-            i = end;
-            if (bad.empty() && report_->message[0] == 0) {
-                continue;
-            }
-            ++failures;
-            i = report_->running + 1;
-            handle_failure(report_->running, report_->strategy);
-        }
-        print_summary(failures);
-        return failures == 0 ? 0 : 1;
     }
 
 private:
@@ -292,79 +269,44 @@ private:
         return c;
     }
 
-    void run_range(long begin, long end)
+    Case read(const std::string& text) override { return read_case(text); }
+
+    void run_numbered(long index) override
     {
-        for (long i = begin; i < end; ++i) {
-            ++report_->cases;
-            for (int s = 0; s < num_strategies; ++s) {
-                report_->running = i;
-                report_->strategy = s;
-                alarm(seconds_per_case);
-                const std::string bad = run_case(make_case(i, s), &oracle_, report_);
-                if (!bad.empty()) {
-                    set_message(bad);
-                    std::_Exit(0);
-                }
+        ++report_->cases;
+        for (int s = 0; s < num_strategies; ++s) {
+            report_->strategy = s;
+            const std::string bad = run_one(make_case(index, s));
+            if (!bad.empty()) {
+                fail(bad);
             }
         }
+    }
+
+    void end_child() override
+    {
         report_->tables += oracle_.num_tables();
         report_->runs += oracle_.num_runs();
     }
 
-    void set_message(const std::string& text)
+    std::string run_one(const Case& c) override
     {
-        std::snprintf(report_->message, sizeof report_->message, "%s", text.c_str());
+        alarm(seconds_per_case);
+        return run_case(c, &oracle_, report_);
     }
 
-    std::string failure_of(const Case& c)
+    Case running_case() override { return make_case(report_->running, report_->strategy); }
+
+    std::string running_name() override
     {
-        report_->message[0] = 0;
-        const std::string bad = in_child([this, &c] {
-            alarm(seconds_per_case);
-            set_message(run_case(c, &oracle_, report_));
-        });
-        return bad.empty() ? report_->message : bad;
+        return std::to_string(report_->running) + "_" + std::to_string(report_->strategy);
     }
 
-    /// The first of the smaller cases that fails still, as often as there is one.
-    Case shrink(Case c)
-    {
-        for (int size = static_cast<int>(c.ops.size()) / 2; size >= -1;) {
-            const std::vector<Case> trials = smaller_cases(c, size);
-            const auto it = std::find_if(trials.begin(), trials.end(),
-                                         [this](const Case& t) { return !failure_of(t).empty(); });
-            if (it != trials.end()) {
-                c = Case(*it);
-            } else {
-                size = size > 1 ? size / 2 : size - 1;
-            }
-        }
-        return c;
-    }
+    std::vector<Case> smaller(const Case& c, int size) override { return smaller_cases(c, size); }
+    size_t num_steps(const Case& c) override { return c.ops.size(); }
+    std::string text_of(const Case& c) override { return to_text(c); }
 
-    void handle_failure(long index, int strategy)
-    {
-        const Report before = *report_;
-        const Case c = shrink(make_case(index, strategy));
-        const std::string bad = failure_of(c);
-        *report_ = before;
-        std::ostringstream text;
-        text << "# case " << index << " of seed " << settings_.seed << ", strategy " << strategy
-             << '\n'
-             << "# "
-             << (bad.empty() ? "fails only after other cases: " + std::string(before.message) : bad)
-             << '\n'
-             << to_text(c);
-        std::cout << "FAILURE\n" << text.str() << std::endl;
-        if (!settings_.save.empty()) {
-            std::filesystem::create_directories(settings_.save);
-            std::ofstream(settings_.save + "/cnf_" + std::to_string(settings_.seed) + "_" +
-                          std::to_string(index) + "_" + std::to_string(strategy) + ".trace")
-                << text.str();
-        }
-    }
-
-    void print_summary(int failures) const
+    void print_summary(int failures) override
     {
         const Report& r = *report_;
         std::cout << r.cases << " cases, " << r.queries << " queries (" << r.sat
@@ -377,40 +319,9 @@ private:
                   << " strengthened, " << failures << " failures\n";
     }
 
-    Settings settings_;
+    const Settings settings_;
     CnfOracle oracle_;
-    Report* report_;
 };
-
-Settings parse_arguments(int argc, char** argv)
-{
-    Settings s;
-    for (int i = 1; i < argc; ++i) {
-        const std::string name = argv[i];
-        if (i + 1 == argc) {
-            throw std::runtime_error("option without value: " + name);
-        }
-        const std::string value = argv[++i];
-        if (name == "--count") {
-            s.count = std::stol(value);
-        } else if (name == "--seed") {
-            s.seed = std::stoull(value);
-        } else if (name == "--max-vars") {
-            s.max_vars = std::stoi(value);
-        } else if (name == "--max-failures") {
-            s.max_failures = std::stoi(value);
-        } else if (name == "--solver") {
-            s.solver = value;
-        } else if (name == "--save") {
-            s.save = value;
-        } else if (name == "--replay") {
-            s.replay = value;
-        } else {
-            throw std::runtime_error("unknown option: " + name);
-        }
-    }
-    return s;
-}
 
 } // namespace
 
@@ -418,12 +329,5 @@ Settings parse_arguments(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    try {
-        const tarq::fuzz::Settings s = tarq::fuzz::parse_arguments(argc, argv);
-        tarq::fuzz::Fuzzer f(s);
-        return s.replay.empty() ? f.run() : f.replay();
-    } catch (const std::exception& e) {
-        std::cerr << "fuzz_cnf: " << e.what() << '\n';
-        return 2;
-    }
+    return tarq::fuzz::fuzz_main<tarq::fuzz::Fuzzer, tarq::fuzz::Settings>("fuzz_cnf", argc, argv);
 }
