@@ -52,6 +52,9 @@ bool parse_command_line(int argc, const char* const* argv, CommandLine* out, int
     app.add_option("--memory-limit", out->memory_limit, "Answer unknown beyond this much memory")
         ->option_text("MIB")
         ->check(CLI::Range(0L, LONG_MAX / 1024));
+    app.add_option("--collect", out->collect,
+                   "Free unused terms after a pop once this many are new; 0: after every pop")
+        ->option_text("N");
     app.add_flag("--dimacs", out->dimacs,
                  "FILE is in DIMACS CNF format, as a name in .cnf says too");
     app.add_flag("--shallow", out->shallow,

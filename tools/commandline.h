@@ -14,6 +14,7 @@ struct CommandLine {
     std::vector<std::pair<std::string, std::string>> config; // library options in their order
     double timeout = 0;                                      // seconds; 0: no limit
     long memory_limit = 0;                                   // MiB of the resident set; 0: no limit
+    size_t collect = 50000;                                  // new terms before a collection
     bool dimacs = false; // set by the option or by the name of the file
     bool shallow = false;
     bool stats = false;

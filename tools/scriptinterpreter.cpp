@@ -198,6 +198,9 @@ void ScriptInterpreter::pop(int n)
         remove_names(level.names);
     }
     names_at_begin_ = std::min(names_at_begin_, names_.size());
+    if (n > 0) {
+        collect_terms();
+    }
 }
 
 void ScriptInterpreter::assert_formula(const Term_* term)
@@ -239,6 +242,7 @@ void ScriptInterpreter::reset_assertions()
     levels_.clear();
     assertion_texts_.clear();
     named_assertions_.clear();
+    collect_terms();
 }
 
 void ScriptInterpreter::reset()

@@ -1,7 +1,7 @@
 // The commands of a script, run against an environment. Sources by theme: scriptinterpreter.cpp
 // (names, levels, assertions), scriptinterpreter_check.cpp (checks and what follows from them),
 // scriptinterpreter_results.cpp (unsat cores, enumerations), scriptinterpreter_model.cpp (models and values), scriptinterpreter_ask.cpp (options, information,
-// echo, what is not supported).
+// echo, what is not supported), scriptinterpreter_collect.cpp (collection of unused terms).
 #pragma once
 
 #include "env/environment.h"
@@ -157,6 +157,9 @@ private:
     TheoryLit literal_of_assumption(const Term_* t);
     bool is_contradictory() const;
     void note_named_assertion(const Term_* term);
+    void collect_terms();
+    void note_base();
+    uint64_t work_since_collection();
     void print_statistics_info();
 
     Environment* env_;
@@ -183,6 +186,13 @@ private:
     std::vector<Assumption> assumptions_; // of the last check
     bool has_assumption_level_ =
         false; // formulas that name assumptions stand on a level of their own
+
+    // What there was when all that the problem needs had been built anew: after the first check
+    // since the last collection.
+    bool has_base_ = false;
+    size_t base_terms_ = 0;
+    uint64_t base_work_ = 0; // of that check, in propagations
+    uint64_t work_at_collection_ = 0;
 };
 
 } // namespace tarq::tool

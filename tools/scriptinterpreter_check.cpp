@@ -53,6 +53,7 @@ void ScriptInterpreter::run_check(Check check)
     } catch (const std::bad_alloc&) {
         Stop::request(StopReason::memout);
     }
+    note_base();
     // A stop that came when the answer was there already does not take it back.
     if (result < 0 && Stop::requested()) {
         Stop::owe(nullptr, 0);

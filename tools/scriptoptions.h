@@ -28,6 +28,7 @@ struct ScriptOptions {
     bool global_declarations = false;
     int random_seed = -1; // as the script gave it; -1: never
     int verbosity = 0;    // as the script gave it
+    size_t collect = 0;   // see CommandLine
     LibraryOptions library;
 
     std::string logic;

@@ -57,13 +57,14 @@ private:
 
 class Runner {
 public:
-    Runner(InputBuffer* input, const LibraryOptions& library, bool print_models)
+    Runner(InputBuffer* input, const LibraryOptions& library, const CommandLine& line)
         : input_(input), stream_(input), driver_(stream_), log_buffer_(&channels_.diagnostic),
           log_(&log_buffer_)
     {
         initial_.library = library;
-        initial_.print_models = print_models;
-        if (print_models) {
+        initial_.print_models = line.model;
+        initial_.collect = line.collect;
+        if (line.model) {
             initial_.library.set("model_generation", "true");
         }
         options_ = initial_;
@@ -198,12 +199,11 @@ void Runner::print_stats()
 
 } // namespace
 
-int run_script(InputBuffer* input, const LibraryOptions& options, bool print_stats,
-               bool print_models)
+int run_script(InputBuffer* input, const LibraryOptions& options, const CommandLine& line)
 {
-    Runner runner(input, options, print_models);
+    Runner runner(input, options, line);
     const int status = runner.run();
-    if (print_stats) {
+    if (line.stats) {
         runner.print_stats();
     }
     Stop::leave(status);

@@ -9,9 +9,8 @@ namespace tarq::tool {
 
 /// Reads commands from `input` and runs each as it comes.
 /// options  the library options of the command line
-/// print_models  print a model after each check that answers sat
+/// line     its other options
 /// returns  the exit status: 1 if any error was reported, else 0
-int run_script(InputBuffer* input, const LibraryOptions& options, bool print_stats,
-               bool print_models);
+int run_script(InputBuffer* input, const LibraryOptions& options, const CommandLine& line);
 
 } // namespace tarq::tool

@@ -45,7 +45,7 @@ int run(const CommandLine& line)
     Stop::install(line.timeout, line.memory_limit);
     InputBuffer input(line.file);
     return line.dimacs ? run_dimacs(&input, options, line.stats)
-                       : run_script(&input, options, line.stats, line.model);
+                       : run_script(&input, options, line);
 }
 
 } // namespace

@@ -146,6 +146,7 @@ void Environment::init()
     last_result_ = -1;
     reset_model();
     unsat_assumptions_.clear();
+    collected_stats_ = RawStats();
     make_solvers();
     solvers_->engine.set_logger(&logger_, config_.verbosity > 2 ? "DPLL" : "", "");
     next_bt_label_ = 1;
@@ -640,6 +641,7 @@ void Environment::gc(const TermSet& keep, gc_hook& hook)
     assertions.swap(assertions_);
     EnumerationClauses enumeration = std::move(enumeration_);
     int points = num_backtrack_points_;
+    const RawStats stats = get_raw_stats();
     // The solver objects hold terms, so they go first. The labels of shallow points go with them:
     // the markers bring new ones when the stack is processed again.
     do_reset();
@@ -658,6 +660,7 @@ void Environment::gc(const TermSet& keep, gc_hook& hook)
         simplifier_ = std::move(fresh);
     }
     init();
+    collected_stats_ = stats;
     assertions_.swap(assertions);
     enumeration_ = std::move(enumeration);
     enumeration_.done = 0;
@@ -702,23 +705,25 @@ const Term_* Environment::to_nnf(const Term_* t)
 
 Environment::RawStats Environment::get_raw_stats() const
 {
-    RawStats r;
+    RawStats r = collected_stats_;
     const DpllClauseSink::Stats& c = solvers_->sink.get_stats();
-    r.cnf_variables = c.variables;
-    r.cnf_literals = c.literals;
-    r.cnf_clauses = c.clauses;
+    r.cnf_variables += c.variables;
+    r.cnf_literals += c.literals;
+    r.cnf_clauses += c.clauses;
     const DpllSolver::Stats& s = solvers_->engine.get_stats();
-    r.sat_checks = s.checks;
-    r.sat_restarts = s.restarts;
-    r.sat_decisions = s.decisions;
-    r.sat_random_decisions = s.random_decisions;
-    r.sat_propagations = s.propagations;
-    r.sat_theory_propagations = s.theory_propagations;
-    r.sat_watched_clauses_visited = s.watched_clauses_visited;
-    r.sat_binary_watched_clauses_visited = s.binary_watched_clauses_visited;
-    r.sat_conflicts = s.conflicts;
-    r.sat_theory_conflicts = s.theory_conflicts;
-    r.first_decision_seconds = s.first_decision_seconds;
+    r.sat_checks += s.checks;
+    r.sat_restarts += s.restarts;
+    r.sat_decisions += s.decisions;
+    r.sat_random_decisions += s.random_decisions;
+    r.sat_propagations += s.propagations;
+    r.sat_theory_propagations += s.theory_propagations;
+    r.sat_watched_clauses_visited += s.watched_clauses_visited;
+    r.sat_binary_watched_clauses_visited += s.binary_watched_clauses_visited;
+    r.sat_conflicts += s.conflicts;
+    r.sat_theory_conflicts += s.theory_conflicts;
+    if (r.first_decision_seconds == 0) {
+        r.first_decision_seconds = s.first_decision_seconds;
+    }
     return r;
 }
 

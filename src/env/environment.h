@@ -66,7 +66,7 @@ public:
                                 TypeVector& types);
     };
 
-    /// The counters of an environment since its solver objects were last built.
+    /// The counters of an environment since its last reset or interruption.
     struct RawStats {
         uint64_t cnf_variables = 0;
         uint64_t cnf_literals = 0;
@@ -389,6 +389,7 @@ private:
     size_t model_assertions_ = 0; // entries of the stack that it decided
     bool interrupted_ = false;
     std::vector<TheoryLit> unsat_assumptions_;
+    RawStats collected_stats_; // of the solver objects that collections have dropped
 };
 
 } // namespace tarq

@@ -64,6 +64,26 @@ void SmtLib2BaseParser::remove_sort(std::string_view name)
     }
 }
 
+void SmtLib2BaseParser::get_roots(TermVector* terms, TypeVector* types) const
+{
+    term_parser_.get_roots(terms);
+    for (const auto& builtin : builtin_sorts_) {
+        types->push_back(builtin.second);
+    }
+    for (const auto& sort : parametric_sorts_) {
+        types->push_back(sort.second.type.get_body());
+    }
+    types->insert(types->end(), placeholders_.begin(), placeholders_.end());
+}
+
+void SmtLib2BaseParser::forget_unused_names()
+{
+    term_parser_.forget_unused_names();
+    for (auto it = removed_sorts_.begin(); it != removed_sorts_.end();) {
+        it = tm_->get_simple_type(it->first, true) ? ++it : removed_sorts_.erase(it);
+    }
+}
+
 void SmtLib2BaseParser::check_new_sort(std::string_view name)
 {
     const std::string key(name);

@@ -29,6 +29,11 @@ public:
     /// Makes the name of a declared or defined sort free again; without effect on other names.
     void remove_sort(std::string_view name);
 
+    /// Appends the terms and types that a collection has to keep for this parser; between commands.
+    void get_roots(TermVector* terms, TypeVector* types) const;
+    /// Drops what is stored of names that mean nothing any more; after a collection.
+    void forget_unused_names();
+
     void declare_sort(std::string_view name, unsigned arity) override;
     void define_sort(std::string_view name, SortArgs params, const DataType* body) override;
     void declare_function(std::string_view name, const DataType* sort) override;

@@ -92,6 +92,10 @@ public:
     bool has_open_variables(const Term_* term);
     /// Closes all open namespaces and quantifier scopes, whatever is left open by a broken command.
     void close_scopes();
+    /// Appends the terms that a collection has to keep for this parser; between commands.
+    void get_roots(TermVector* out) const;
+    /// Drops what is stored of names that mean nothing here any more; between commands.
+    void forget_unused_names();
 
 private:
     /// Kept per name: two definitions may well have the same body.

@@ -164,4 +164,31 @@ void SmtLibTermParser::close_scopes()
     params_in_scope_.clear();
 }
 
+void SmtLibTermParser::get_roots(TermVector* out) const
+{
+    TARQ_ASSERT(let_scopes_.empty() && bound_vars_.empty() && params_in_scope_.empty());
+    for (const std::unique_ptr<Name>& name : name_store_) {
+        if (name->predefined) {
+            out->push_back(name->predefined);
+        }
+        if (const Definition* definition = name->definition.get()) {
+            out->push_back(definition->term);
+            out->insert(out->end(), definition->params.begin(), definition->params.end());
+        }
+    }
+    out->insert(out->end(), free_fresh_vars_.begin(), free_fresh_vars_.end());
+}
+
+void SmtLibTermParser::forget_unused_names()
+{
+    TARQ_ASSERT(let_scopes_.empty() && bound_vars_.empty());
+    std::erase_if(name_store_, [this](const std::unique_ptr<Name>& name) {
+        if (name->predefined || name->handler || name->definition) {
+            return false;
+        }
+        names_.erase(name->text);
+        return true;
+    });
+}
+
 } // namespace tarq

@@ -58,6 +58,8 @@ def random_options(rnd, index):
             out.append('%s=%s' % (name, rnd.choice(values)))
     if rnd.random() < 0.3:
         out.append('--shallow')
+    if rnd.random() < 0.2:
+        out.append('--collect=0')
     return out
 
 

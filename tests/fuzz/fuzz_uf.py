@@ -65,6 +65,8 @@ def random_options(rnd, rows):
     out = ['%s=%s' % (name, rnd.choice(values)) for name, values, *odds in rows if rnd.random() < (odds or [0.2])[0]]
     if rnd.random() < 0.15:
         out.append('--shallow')
+    if rnd.random() < 0.2:
+        out.append('--collect=0')
     return out
 
 

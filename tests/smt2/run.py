@@ -33,6 +33,7 @@ VARIANTS = {
                 "--config", "dpll.glucose_learnt_minimization=true", "--seed", "7"],
     "nnf": ["--config", "preprocessor.partial_nnf_conversion=true", "--config",
             "preprocessor.full_cnf_conversion=true", "--config", "dpll.branching_initial_phase=2"],
+    "collecting": ["--collect", "0"],
     "shallow agile": ["--shallow", "--config", "dpll.restart_strategy=2", "--config",
                       "dpll.branching_random_frequency=0.3", "--config",
                       "dpll.branching_cache_phase=0"],

@@ -11,7 +11,7 @@ class CommandLine(TestCase):
         done = tarq("--help")
         self.assertEqual(done.status, 0)
         for name in ("--config", "--config-file", "--print-options", "--stats", "--model", "--timeout", "--shallow",
-                     "--memory-limit", "--seed", "--version", "--help", "--dimacs"):
+                     "--memory-limit", "--seed", "--version", "--help", "--dimacs", "--collect"):
             self.assertRegex(done.out, rf"{name}\b")
 
     def test_model_prints_a_model_after_each_sat(self):
