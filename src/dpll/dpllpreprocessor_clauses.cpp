@@ -390,6 +390,7 @@ void DpllPreprocessor::clean_learnt_clauses()
         }
     }
     e.learnts_.resize(j);
+    e.drop_learnt_marks();
     e.sweep_removed(true);
 }
 

@@ -326,6 +326,7 @@ private:
     void detach_clause(Clause* c);
     bool remove_clause(Clause* c, bool retract);
     bool leave_problem(Clause* c, bool retract);
+    void drop_learnt_marks();
     void sweep_removed(bool learnt_only);
     bool do_add_clause(std::vector<Lit>& lits, Clause** out, bool drop_false);
     bool add_unit(const std::vector<Lit>& lits);
@@ -469,6 +470,8 @@ private:
     std::vector<Lit> btpoints_;
     hsh::HashSet<int> btpoint_vars_;
     std::vector<uint32_t> btpoint_clause_ids_;
+    // By point: the learnt clauses before that place are older; 0 after any have moved.
+    std::vector<size_t> btpoint_learnt_marks_;
     std::vector<size_t> btpoint_dep_marks_;
     std::vector<size_t> btpoint_tlemma_marks_;
     std::vector<std::pair<int, int>> decision_deps_; // (var, dep) in the order made

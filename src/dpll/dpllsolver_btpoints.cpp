@@ -19,6 +19,7 @@ int DpllSolver::push_backtrack_point()
     btpoints_.push_back(b);
     btpoint_vars_.insert(var);
     btpoint_clause_ids_.push_back(next_clause_id_);
+    btpoint_learnt_marks_.push_back(learnts_.size());
     btpoint_dep_marks_.push_back(decision_deps_.size());
     btpoint_tlemma_marks_.push_back(stored_tlemmas_.size());
     if (ghost_filter_) {
@@ -87,6 +88,7 @@ void DpllSolver::pop_backtrack_point()
     btpoint_vars_.erase(b.var());
     btpoints_.pop_back();
     btpoint_clause_ids_.pop_back();
+    btpoint_learnt_marks_.pop_back();
     if (unsat_level_ > num_backtrack_points()) {
         unsat_level_ = -1;
     }
@@ -134,14 +136,20 @@ void DpllSolver::remove_clauses_containing(int var)
     pending_units_.erase(std::remove_if(pending_units_.begin(), pending_units_.end(), holds),
                          pending_units_.end());
 
-    // Permanent clauses stand in the order of their ids, so those older than the newest point can
-    // be left alone. Learnt ones don't: reductions sort them.
+    // Those older than the newest point can be left alone. Permanent clauses stand in the order of
+    // their ids, and learnt ones in that of their making until a reduction.
     size_t first = 0;
-    if (!preprocessor_ && !btpoints_.empty() && btpoints_.back().var() == var) {
-        const uint32_t id = btpoint_clause_ids_.back();
-        first = clauses_.size();
-        while (first > 0 && clauses_[first - 1]->id() >= id) {
-            --first;
+    size_t first_learnt = 0;
+    if (!btpoints_.empty() && btpoints_.back().var() == var) {
+        first_learnt = btpoint_learnt_marks_.back();
+        TARQ_HEAVY_ASSERT(std::none_of(
+            learnts_.begin(), learnts_.begin() + static_cast<ptrdiff_t>(first_learnt), holds));
+        if (!preprocessor_) {
+            const uint32_t id = btpoint_clause_ids_.back();
+            first = clauses_.size();
+            while (first > 0 && clauses_[first - 1]->id() >= id) {
+                --first;
+            }
         }
     }
     const auto take_out = [&](std::vector<Clause*>& list, size_t from) {
@@ -159,8 +167,15 @@ void DpllSolver::remove_clauses_containing(int var)
     };
     take_out(clauses_, first);
     const bool learnt_only = removed_.empty();
-    take_out(learnts_, 0);
+    take_out(learnts_, first_learnt);
     sweep_removed(learnt_only);
+}
+
+/// To be called when learnt clauses have changed places or left from between others: what a mark says
+/// does not hold any more.
+void DpllSolver::drop_learnt_marks()
+{
+    std::fill(btpoint_learnt_marks_.begin(), btpoint_learnt_marks_.end(), size_t{0});
 }
 
 /// Of the lemmas stored since the newest point, lets those go that hold its guard.

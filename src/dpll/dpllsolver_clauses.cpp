@@ -12,6 +12,13 @@ using dpll::Clause;
 using dpll::Lit;
 using dpll::Watch;
 
+namespace {
+
+// Clauses to remove are few when there is none to this many literals.
+constexpr size_t few_removed = 4;
+
+} // namespace
+
 bool DpllSolver::TheoryClauseLitLess::operator()(Lit a, Lit b) const
 {
     const int pos_a = s->trail_pos(a.var());
@@ -356,7 +363,7 @@ bool DpllSolver::remove_clause(Clause* c, bool retract)
 }
 
 /// Removes `removed_`, clauses for which leave_problem has been called, by one walk over all
-/// watches. learnt_only  no permanent clause is among them
+/// watches, or over theirs when these are few. learnt_only  no permanent clause is among them
 void DpllSolver::sweep_removed(bool learnt_only)
 {
     TARQ_HEAVY_ASSERT(std::none_of(removed_.begin(), removed_.end(),
@@ -381,7 +388,7 @@ void DpllSolver::sweep_removed(bool learnt_only)
     if (removed_.empty()) {
         return;
     }
-    for (WatchList& list : watches_) {
+    const auto sweep = [learnt_only](WatchList& list) {
         Watch* keep = list.begin();
         for (const Watch& w : list) {
             if ((learnt_only && !w.is_learnt()) || !w.clause()->is_garbage()) {
@@ -389,7 +396,19 @@ void DpllSolver::sweep_removed(bool learnt_only)
             }
         }
         list.shrink_to(static_cast<size_t>(keep - list.begin()));
+    };
+    if (removed_.size() < watches_.size() / few_removed) {
+        for (const Clause* c : removed_) {
+            sweep(watches_[index((~(*c)[0]).index())]);
+            sweep(watches_[index((~(*c)[1]).index())]);
+        }
+    } else {
+        std::for_each(watches_.begin(), watches_.end(), sweep);
     }
+    TARQ_HEAVY_ASSERT(std::all_of(watches_.begin(), watches_.end(), [](const WatchList& list) {
+        return std::none_of(list.begin(), list.end(),
+                            [](const Watch& w) { return w.clause()->is_garbage(); });
+    }));
     for (Clause* c : removed_) {
         c->add_reference();
         release_clause(c);
@@ -410,6 +429,7 @@ void DpllSolver::remove_learnt_clauses()
         }
     }
     learnts_.resize(j);
+    drop_learnt_marks();
     sweep_removed(true);
     shrink_watches();
 }

@@ -198,6 +198,7 @@ void DpllSolver::reduce_db()
             removed_.push_back(c);
         }
     }
+    drop_learnt_marks();
     ++stats_.reductions;
     stats_.learnt_removed += n - learnts_.size();
     sweep_removed(true);
@@ -272,6 +273,9 @@ bool DpllSolver::simplify()
     const int vars_before = order_heap_.size();
     const int b = btpoints_.empty() ? -1 : btpoints_.back().var();
     remove_satisfied(learnts_, b);
+    if (learnts_.size() < learnts_before) {
+        drop_learnt_marks();
+    }
     if (!preprocessor_) {
         remove_satisfied(clauses_, b);
     }
