@@ -57,7 +57,7 @@ void ScriptInterpreter::collect_terms()
     const size_t terms = get_term_manager()->get_bank().size();
     if (options_->collect > 0 &&
         (terms < base_terms_ + std::max(options_->collect, 2 * base_terms_) ||
-         work_since_collection() < 4 * base_work_)) {
+         terms - base_terms_ + work_since_collection() < 4 * base_work_)) {
         return;
     }
     Roots roots(*this, declared_);

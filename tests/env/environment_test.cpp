@@ -266,6 +266,7 @@ TEST_F(EnvTest, gc_frees_what_nothing_keeps)
         TermSet keep;
         keep.insert(kept);
         env->gc(keep);
+        EXPECT_EQ(env->get_raw_stats().sat_checks, 1u) << "counters go on";
         EXPECT_LT(tm->get_bank().size() + 1000, before + 10);
         EXPECT_EQ(constant("a"), a);
         EXPECT_EQ(tm->make_or(a, no(b)), kept);

@@ -24,6 +24,18 @@ class CommandLine(TestCase):
         formula = tarq("--model", "--config", "printer.model_as_formula=true", text=script)
         self.assertEqual(formula.lines[:3], ["sat", "(and true", "  (= p true))"])
 
+    def test_collections_change_no_answer_and_no_count_of_checks(self):
+        rounds = ["(push 1)(assert (= (+ x %d) (* 3 y) z))(check-sat)(pop 1)" % i for i in range(500)]
+        script = ("(set-logic QF_LIA)(declare-const x Int)(declare-const y Int)(declare-const z Int)"
+                  "(assert (< 0 x y))(check-sat)" + "".join(rounds))
+        kept, freed = (tarq("--stats", "--collect", n, text=script) for n in ("100000000", "1000"))
+        self.assertEqual(kept.lines[:501], freed.lines[:501])
+        figures = [dict(re.findall(r"; (:[a-z-]+) ([0-9]+)", done.out)) for done in (kept, freed)]
+        self.assertEqual([f[":sat-checks"] for f in figures], ["501"] * 2)
+        # each time the assertions come anew
+        again = int(figures[1][":cnf-clauses"]) - int(figures[0][":cnf-clauses"])
+        self.assertTrue(2 <= again <= 50, again)
+
     def test_version_is_that_of_get_info(self):
         version = tarq("--version")
         self.assertEqual(version.status, 0)
