@@ -191,7 +191,7 @@ private:
     // since the last collection.
     bool has_base_ = false;
     size_t base_terms_ = 0;
-    uint64_t base_work_ = 0; // of that check, in propagations
+    uint64_t base_work_ = 0; // of that check
     uint64_t work_at_collection_ = 0;
 };
 

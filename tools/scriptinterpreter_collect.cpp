@@ -28,10 +28,11 @@ private:
 
 } // namespace
 
-/// What the search has done, in propagations.
+/// What the search has done, on the scale of terms: about this many are made and encoded in the time
+/// of its conflicts.
 uint64_t ScriptInterpreter::work_since_collection()
 {
-    const uint64_t work = env_->get_raw_stats().sat_propagations;
+    const uint64_t work = 8 * env_->get_raw_stats().sat_conflicts;
     work_at_collection_ = std::min(work_at_collection_, work); // a reset starts the count anew
     return work - work_at_collection_;
 }
@@ -50,14 +51,17 @@ void ScriptInterpreter::note_base()
 /// ask about: what named terms and definitions mean and the assertions are all that is kept.
 ///
 /// The solvers start over from the assertions after that, so it waits until terms and search have
-/// come to several times what the assertions took. That bounds its share in the run by a constant,
-/// and the terms by a multiple of those in use. Times would do as well, but runs could differ.
+/// come to several times what the assertions took, and longer where the search is most of the work:
+/// what it has learned is worth more there. That bounds its share in the run, and the terms by a
+/// multiple of those in use. Times would tell as well, but runs could differ.
 void ScriptInterpreter::collect_terms()
 {
     const size_t terms = get_term_manager()->get_bank().size();
-    if (options_->collect > 0 &&
-        (terms < base_terms_ + std::max(options_->collect, 2 * base_terms_) ||
-         terms - base_terms_ + work_since_collection() < 4 * base_work_)) {
+    const size_t fresh = terms - std::min(terms, base_terms_);
+    const uint64_t search = work_since_collection();
+    const size_t patience = search > fresh ? 8 : 1;
+    if (options_->collect > 0 && (fresh < patience * std::max(options_->collect, 2 * base_terms_) ||
+                                  fresh + search < 4 * base_work_)) {
         return;
     }
     Roots roots(*this, declared_);
@@ -66,7 +70,7 @@ void ScriptInterpreter::collect_terms()
     has_base_ = false;
     base_terms_ = get_term_manager()->get_bank().size();
     base_work_ = 0;
-    work_at_collection_ = env_->get_raw_stats().sat_propagations;
+    work_at_collection_ += work_since_collection();
 }
 
 } // namespace tarq::tool
