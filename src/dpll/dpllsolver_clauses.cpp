@@ -12,13 +12,6 @@ using dpll::Clause;
 using dpll::Lit;
 using dpll::Watch;
 
-namespace {
-
-// Clauses to remove are few when there is none to this many literals.
-constexpr size_t few_removed = 4;
-
-} // namespace
-
 bool DpllSolver::TheoryClauseLitLess::operator()(Lit a, Lit b) const
 {
     const int pos_a = s->trail_pos(a.var());
@@ -363,7 +356,8 @@ bool DpllSolver::remove_clause(Clause* c, bool retract)
 }
 
 /// Removes `removed_`, clauses for which leave_problem has been called, by one walk over all
-/// watches, or over theirs when these are few. learnt_only  no permanent clause is among them
+/// watches, or over those of their literals only while these are fewer.
+/// learnt_only  no permanent clause is among them
 void DpllSolver::sweep_removed(bool learnt_only)
 {
     TARQ_HEAVY_ASSERT(std::none_of(removed_.begin(), removed_.end(),
@@ -389,6 +383,7 @@ void DpllSolver::sweep_removed(bool learnt_only)
         return;
     }
     const auto sweep = [learnt_only](WatchList& list) {
+        const size_t visited = list.size() + 1;
         Watch* keep = list.begin();
         for (const Watch& w : list) {
             if ((learnt_only && !w.is_learnt()) || !w.clause()->is_garbage()) {
@@ -396,13 +391,15 @@ void DpllSolver::sweep_removed(bool learnt_only)
             }
         }
         list.shrink_to(static_cast<size_t>(keep - list.begin()));
+        return visited;
     };
-    if (removed_.size() < watches_.size() / few_removed) {
-        for (const Clause* c : removed_) {
-            sweep(watches_[index((~(*c)[0]).index())]);
-            sweep(watches_[index((~(*c)[1]).index())]);
-        }
-    } else {
+    size_t visited = 0;
+    for (size_t i = 0; i < removed_.size() && visited < watches_.size(); ++i) {
+        const Clause& c = *removed_[i];
+        visited += sweep(watches_[index((~c[0]).index())]);
+        visited += sweep(watches_[index((~c[1]).index())]);
+    }
+    if (visited >= watches_.size()) {
         std::for_each(watches_.begin(), watches_.end(), sweep);
     }
     TARQ_HEAVY_ASSERT(std::all_of(watches_.begin(), watches_.end(), [](const WatchList& list) {
