@@ -42,7 +42,7 @@ bool DpllPreprocessor::has_work(bool eliminates) const
     const std::vector<size_t>& levels = engine_->trail_lim_;
     const size_t level_zero = levels.empty() ? engine_->trail_size_ : levels[0];
     return subsumption_head_ < subsumption_queue_.size() || trail_done_ < level_zero ||
-           !brought_back_.empty() ||
+           !fresh_.empty() || !brought_back_.empty() ||
            (eliminates && (!elim_heap_.empty() || !touched_list_.empty()));
 }
 
@@ -74,6 +74,7 @@ bool DpllPreprocessor::boolean_preprocessing(bool first)
             << loglevel(3) << e.log_prefix_ << "starting preprocessing with " << elim_heap_.size()
             << " candidates" << EndLog;
     }
+    enter_fresh_clauses();
     subsumption_budget_ = elimination_budget_ = first ? first_budget : later_budget;
     const double start = get_cpu_time_sec();
     bool consistent = false;

@@ -130,6 +130,7 @@ private:
         STATE_MASK = 3,
         QUEUED = 4,    // in subsumption_queue_
         UNWATCHED = 8, // made in this run, not yet attached
+        FRESH = 16,    // in fresh_, and in none of the lists
     };
     struct OccursDeleted {
         bool operator()(const Clause* c) const { return state_of(c) != ACTIVE; }
@@ -155,6 +156,7 @@ private:
     bool is_guard(Lit l) const { return is_bt_point(l.var()); }
 
     // clauses
+    void enter_fresh_clauses();
     void add_clause_to_problem(Clause* c);
     void leave_occurrences(Clause* c);
     void make_active_clause_dropped(Clause* c);
@@ -211,6 +213,7 @@ private:
     BitVector stays_; // was brought back, and is not to be eliminated again
     std::vector<int> touched_list_;
     dpll::Heap<ElimLt> elim_heap_;
+    std::vector<Clause*> fresh_; // told since the last run
     std::vector<Clause*> subsumption_queue_;
     size_t subsumption_head_ = 0;
     std::vector<int> brought_back_; // variables to try again, in the order of their steps
@@ -223,6 +226,7 @@ private:
 
     size_t trail_done_ = 0; // literals of level 0 that the clauses have been simplified by
     int last_var_count_ = 0;
+    bool retracted_fresh_ = false;  // a fresh clause was retracted
     bool retracted_ = false;        // a clause was retracted and is still in lists
     bool retracted_queued_ = false; // also in the queue
 
@@ -232,6 +236,7 @@ private:
     bool eliminated_any_ = false;
     std::vector<Clause*> derived_;   // UNWATCHED
     std::vector<Lit> dirty_watches_; // watch lists that hold clauses which went away
+    std::vector<uint8_t> is_dirty_;  // by literal: in dirty_watches_
     std::vector<uint8_t> mark_;      // by literal; all 0 between uses
     std::vector<Lit> resolvent_;
     std::vector<Lit> resolvents_; // one after the other

@@ -18,6 +18,7 @@ void DpllPreprocessor::new_var()
     occurrences_.resize(2 * n);
     n_occ_.resize(2 * n, 0);
     mark_.resize(2 * n, 0);
+    is_dirty_.resize(2 * n, 0);
     frozen_.resize(n, 0);
     touched_.resize(n, 0);
     is_point_.resize(n, 0);
@@ -43,6 +44,7 @@ void DpllPreprocessor::pop_var()
     occurrences_.resize(2 * n);
     n_occ_.resize(2 * n);
     mark_.resize(2 * n);
+    is_dirty_.resize(2 * n);
     frozen_.resize(n);
     touched_.resize(n);
     is_point_.resize(n);
@@ -155,13 +157,34 @@ void DpllPreprocessor::tell_clause(Clause* c)
         return; // its literal will be on the trail
     }
     note_guard(c);
-    add_clause_to_problem(c);
+    c->set_preprocessor_state(c->preprocessor_state() | FRESH);
+    fresh_.push_back(c);
     if (c->is_theory()) {
         for (Lit l : *c) {
             set_frozen(l.var(), true);
         }
     }
     ++stats_.clauses_added;
+}
+
+/// Enters what was told since the last run, save what level 0 satisfies: such clauses never reach
+/// the lists.
+void DpllPreprocessor::enter_fresh_clauses()
+{
+    for (Clause* c : fresh_) {
+        c->set_preprocessor_state(c->preprocessor_state() & ~uint32_t{FRESH});
+        if (!is_active(c)) {
+            continue;
+        }
+        if (check_satsified(c) == 4 && !c->is_theory()) {
+            unwatch(c);
+            set_state(c, DROPPED);
+            ++stats_.clauses_removed;
+        } else {
+            add_clause_to_problem(c);
+        }
+    }
+    fresh_.clear();
 }
 
 /// Enters an active clause in all lists.
@@ -215,6 +238,10 @@ void DpllPreprocessor::retract_clause(Clause* c)
         return;
     }
     set_state(c, DROPPED);
+    if (c->preprocessor_state() & FRESH) {
+        retracted_fresh_ = true;
+        return;
+    }
     leave_occurrences(c);
     retracted_ = true;
     retracted_queued_ = retracted_queued_ || (c->preprocessor_state() & QUEUED);
@@ -222,6 +249,10 @@ void DpllPreprocessor::retract_clause(Clause* c)
 
 void DpllPreprocessor::forget_retracted()
 {
+    if (retracted_fresh_) {
+        std::erase_if(fresh_, OccursDeleted());
+        retracted_fresh_ = false;
+    }
     if (!retracted_) {
         return;
     }
@@ -279,8 +310,13 @@ void DpllPreprocessor::unwatch(Clause* c)
 {
     changed_ = true;
     if (!(c->preprocessor_state() & UNWATCHED)) {
-        dirty_watches_.push_back(~(*c)[0]);
-        dirty_watches_.push_back(~(*c)[1]);
+        for (uint32_t i = 0; i < 2; ++i) {
+            const Lit l = ~(*c)[i];
+            if (!is_dirty_[index(l.index())]) {
+                is_dirty_[index(l.index())] = 1;
+                dirty_watches_.push_back(l);
+            }
+        }
         engine_->stats_.clause_literals -= c->size();
     }
 }
@@ -338,10 +374,8 @@ void DpllPreprocessor::clean_solver_database()
 
 void DpllPreprocessor::clean_watches()
 {
-    std::sort(dirty_watches_.begin(), dirty_watches_.end());
-    dirty_watches_.erase(std::unique(dirty_watches_.begin(), dirty_watches_.end()),
-                         dirty_watches_.end());
     for (Lit l : dirty_watches_) {
+        is_dirty_[index(l.index())] = 0;
         auto& list = engine_->watches_[index(l.index())];
         const Watch* end = std::remove_if(list.begin(), list.end(), [](const Watch& w) {
             return !w.is_learnt() && !is_active(w.clause());
