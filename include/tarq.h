@@ -281,11 +281,9 @@ int tarq_set_option(tarq_config cfg, const char* option, const char* value);
 // Environment
 
 /// Makes an environment, which keeps its own copy of the options.
-/// returns  an error handle if an option is out of range, or asks for results that this version
-///          can't deliver (proof_generation, interpolation, model_generation,
-///          bool_model_generation, unsat_core_generation, dpll.ghost_filtering,
-///          dpll.minimize_model, dpll.allsat_minimize_model,
-///          debug.api_call_trace, debug.dump_theory_lemmas)
+/// returns  an error handle if an option is out of range, or asks for what this version can't
+///          deliver: proof_generation, interpolation, unsat_core_generation 1 (cores by proofs),
+///          debug.api_call_trace, theory.fp.mode above 1
 tarq_env tarq_create_env(tarq_config cfg);
 
 /// Makes an environment that shares terms, declarations and types with `sibling`; terms of one are
@@ -1002,9 +1000,8 @@ int tarq_to_smtlib2_ext_file(tarq_env e, tarq_term term, const char* logic_name,
 
 // Solving
 
-/// Asserts a formula; it is looked at by the next check. What this version can decide are formulas
-/// over declared constants of type Bool: a check that meets anything else fails and gives no
-/// answer.
+/// Asserts a formula; it is looked at by the next check. A check that meets what this version can't
+/// decide (quantifiers, nonlinear arithmetic) fails and gives no answer.
 int tarq_assert_formula(tarq_env e, tarq_term formula);
 /// Opens a backtrack point.
 int tarq_push_backtrack_point(tarq_env e);
