@@ -3,7 +3,7 @@
 
 namespace tarq {
 
-class Configuration;
+struct Configuration;
 class TermNormalizer;
 
 /// The bits of `preprocessor.simplification` that select rules, in the order of their registration.

@@ -168,8 +168,10 @@ const DataType* TermManager::family_type(SymbolShape shape, const SymbolIndices&
     const auto fun = [this](const TypeVector& args, const DataType* result) {
         return application_type(args, result);
     };
-    const auto array = [&] { return types_.make_type(TypeVector{array_marker_, t0, t1}); };
-    const auto fp_bits = [&] { return bv(add_widths(add_widths(n0, n1), 1)); };
+    const auto array = [this, t0 = t0, t1 = t1] {
+        return types_.make_type(TypeVector{array_marker_, t0, t1});
+    };
+    const auto fp_bits = [&bv, n0 = n0, n1 = n1] { return bv(add_widths(add_widths(n0, n1), 1)); };
     switch (shape) {
     case SymbolShape::EQUALITY:
         return fun({t0, t0}, bool_type_);
