@@ -263,6 +263,7 @@ protected:
     virtual void build_model();
     virtual void pop_var();
     virtual void check_theory(bool approx);
+    void run_theory_check(bool approx, bool filter);
     virtual bool enqueue_theory_implications();
     /// 2 nothing to do, 0 clauses were added, 1 unsat.
     virtual int add_theory_lemmas();

@@ -29,14 +29,20 @@ int max_var(const std::vector<Lit>& lits)
 
 void DpllSolver::check_theory(bool approx)
 {
-    if (!theory_manager_) {
-        return;
+    if (theory_manager_) {
+        run_theory_check(approx, true);
     }
+}
+
+/// Hands the news on the trail to the theories and lets them check.
+/// filter  whether irrelevant literals may be dropped
+void DpllSolver::run_theory_check(bool approx, bool filter)
+{
     const BitVector& ignored = theory_manager_->boolean_vars();
     while (theory_head_ < trail_size_) {
         const Lit l = trail_[theory_head_++];
         if (!ignored.get(index(l.var()))) {
-            theory_manager_->do_assume(l, true);
+            theory_manager_->do_assume(l, filter);
         }
     }
     if (approx) {

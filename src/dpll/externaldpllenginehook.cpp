@@ -525,18 +525,7 @@ int ExternalDpllEngineHook::answer_model(std::vector<int>& out)
 
 void ExternalDpllEngineHook::check_theory(bool approx)
 {
-    const BitVector& ignored = theory_manager_->boolean_vars();
-    while (theory_head_ < trail_size_) {
-        const Lit l = trail_[theory_head_++];
-        if (!ignored.get(index(l.var()))) {
-            theory_manager_->do_assume(l, false);
-        }
-    }
-    if (approx) {
-        theory_manager_->check_approx();
-    } else {
-        theory_manager_->check_complete();
-    }
+    run_theory_check(approx, false);
 }
 
 /// Guards theory_lits_ by the point that was newest when the youngest atom was made, provided that

@@ -206,16 +206,28 @@ bool ToplevelPropagator::has_partial_functions(const Term_* t)
     return false;
 }
 
-/// `t` over what its arguments became.
-const Term_* ToplevelPropagator::rebuild(const Term_* t, const TermCache& done)
+/// Takes the newest term off the stack as a term over what its arguments became, or puts the
+/// arguments on it for which that is not known yet.
+void ToplevelPropagator::rebuild_or_descend(TermVector& stack, TermCache& done)
 {
+    const Term_* t = stack.back();
+    const size_t size = stack.size();
+    for (size_t i = t->arity(); i-- > 0;) {
+        if (!done.contains(t->child(i))) {
+            stack.push_back(t->child(i));
+        }
+    }
+    if (stack.size() > size) {
+        return;
+    }
     TermVector args;
     bool changed = false;
     for (const Term_* c : t->children()) {
         args.push_back(done.find(c));
         changed = changed || args.back() != c;
     }
-    return changed ? tm_->make_term(t->get_symbol(), args) : t;
+    done.set(t, changed ? tm_->make_term(t->get_symbol(), args) : t);
+    stack.pop_back();
 }
 
 /// Applies the definitions of this round to `root` and to each other in one walk, in which a left
@@ -258,17 +270,7 @@ const Term_* ToplevelPropagator::perform_candidates(const Term_* root)
             stack.pop_back();
             continue;
         }
-        const size_t size = stack.size();
-        for (size_t i = t->arity(); i-- > 0;) {
-            if (!done.contains(t->child(i))) {
-                stack.push_back(t->child(i));
-            }
-        }
-        if (stack.size() == size) {
-            const Term_* result = rebuild(t, done);
-            done.set(t, result);
-            stack.pop_back();
-        }
+        rebuild_or_descend(stack, done);
     }
     return done.find(root);
 }
@@ -324,17 +326,7 @@ const Term_* ToplevelPropagator::perform_substitutions(const Term_* root, TermCa
             }
             continue;
         }
-        const size_t size = stack.size();
-        for (size_t i = t->arity(); i-- > 0;) {
-            if (!done.contains(t->child(i))) {
-                stack.push_back(t->child(i));
-            }
-        }
-        if (stack.size() == size) {
-            const Term_* result = rebuild(t, done);
-            done.set(t, result);
-            stack.pop_back();
-        }
+        rebuild_or_descend(stack, done);
     }
     return done.find(root);
 }

@@ -104,7 +104,7 @@ private:
     bool has_partial_functions(const Term_* t);
     const Term_* perform_candidates(const Term_* root);
     const Term_* perform_substitutions(const Term_* t, TermCache& done);
-    const Term_* rebuild(const Term_* t, const TermCache& done);
+    void rebuild_or_descend(TermVector& stack, TermCache& done);
     const Term_* accept_candidates(const Term_* f, TermVector* readd);
     void collect_constants(const Term_* f);
     const Term_* make_equation(const Term_* a, const Term_* b);

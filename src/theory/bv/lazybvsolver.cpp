@@ -42,13 +42,6 @@ LazyBVSolver::LazyBVSolver(TermManager* tm, const Configuration::Theory::Bv& opt
 {
 }
 
-LazyBVSolver::~LazyBVSolver()
-{
-    for (TheoryEq* eq : equalities_) {
-        eq->destroy();
-    }
-}
-
 void LazyBVSolver::set_logger(Logger* logger)
 {
     TheorySolver::set_logger(logger);
@@ -99,23 +92,14 @@ void LazyBVSolver::retract_interface_term(const Term_* t)
 
 void LazyBVSolver::new_decision_level()
 {
-    levels_.push_back({trail_.size(), equalities_.size()});
+    trail_.new_decision_level();
 }
 
 void LazyBVSolver::cancel_until(int level)
 {
     conflict_literals_.clear();
     conflict_equalities_.clear();
-    const auto kept = static_cast<size_t>(level);
-    if (kept >= levels_.size()) {
-        return;
-    }
-    trail_.resize(levels_[kept].literals);
-    while (equalities_.size() > levels_[kept].equalities) {
-        equalities_.back()->destroy();
-        equalities_.pop_back();
-    }
-    levels_.resize(kept);
+    trail_.cancel_until(level);
 }
 
 void LazyBVSolver::push_backtrack_point()
@@ -142,14 +126,14 @@ void LazyBVSolver::pop_backtrack_point()
 
 bool LazyBVSolver::assume(TheoryLit l)
 {
-    trail_.push_back(l);
+    trail_.push(l);
     return true;
 }
 
 bool LazyBVSolver::assume(TheoryEq* eq)
 {
     if (tm_->is_bv_type(TermManager::get_type(eq->left))) {
-        equalities_.push_back(eq->new_copy());
+        trail_.push(*eq);
     }
     return true;
 }
@@ -157,7 +141,7 @@ bool LazyBVSolver::assume(TheoryEq* eq)
 /// Makes the trail the assumptions. Returns false if one of its literals alone is impossible.
 bool LazyBVSolver::add_literals()
 {
-    for (const TheoryLit l : trail_) {
+    for (const TheoryLit l : trail_.literals()) {
         const BvLit bit = atoms_.bit_of(l);
         if (bit.is_false()) {
             conflict_literals_.assign(1, l);
@@ -193,11 +177,12 @@ BvLit LazyBVSolver::bit_of_equality(const TheoryEq& eq)
 /// the repetition. Returns false if one alone is impossible.
 bool LazyBVSolver::add_equalities()
 {
-    std::vector<bool> added(equalities_.size(), false);
+    const std::vector<TheoryEq*>& equalities = trail_.equalities();
+    std::vector<bool> added(equalities.size(), false);
     for (bool grown = num_interface_terms_ > 0; grown;) {
         grown = false;
-        for (uint32_t e = 0; e < equalities_.size(); ++e) {
-            const TheoryEq& eq = *equalities_[e];
+        for (uint32_t e = 0; e < equalities.size(); ++e) {
+            const TheoryEq& eq = *equalities[e];
             const bool left = words_->is_cached(eq.left);
             const bool right = words_->is_cached(eq.right);
             if (added[e] || (!left && !right)) {
@@ -262,7 +247,7 @@ void LazyBVSolver::get_conflict(std::vector<TheoryLit>& out)
 {
     out.insert(out.end(), conflict_literals_.begin(), conflict_literals_.end());
     for (const uint32_t e : conflict_equalities_) {
-        equalities_[e]->explain(out);
+        trail_.equalities()[e]->explain(out);
     }
 }
 

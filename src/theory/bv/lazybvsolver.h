@@ -4,6 +4,7 @@
 
 #include "base/hashmap.h"
 #include "dpll/dpllsolver.h"
+#include "theory/assumptiontrail.h"
 #include "theory/bv/bvmodel.h"
 #include "theory/bv/clausesink.h"
 #include "theory/theorysolver.h"
@@ -53,7 +54,6 @@ class LazyBVSolver : public TheorySolver {
 public:
     LazyBVSolver(TermManager* tm, const Configuration::Theory::Bv& options,
                  WordClausifierInterface::Ites ites = WordClausifierInterface::Ites::VARIABLES);
-    ~LazyBVSolver() override;
 
     const char* get_name() const override { return "bv"; }
     void set_logger(Logger* logger) override;
@@ -89,10 +89,6 @@ public:
 
 private:
     using TermPair = std::pair<const Term_*, const Term_*>;
-    struct LevelMark {
-        size_t literals;
-        size_t equalities;
-    };
 
     bool add_literals();
     bool add_equalities();
@@ -117,9 +113,7 @@ private:
     AtomMap atoms_;
     bool handle_boolean_connectives_ = false;
 
-    std::vector<TheoryLit> trail_;
-    std::vector<TheoryEq*> equalities_; // copies, owned, in the order of arrival
-    std::vector<LevelMark> levels_;     // lengths of the two when each level began
+    AssumptionTrail trail_;
     uint64_t num_interface_terms_ = 0;
     hsh::HashMap<TermPair, BvLit> equality_bits_; // l_false: the sides differ in a bit
     std::vector<TermPair> equality_trail_;

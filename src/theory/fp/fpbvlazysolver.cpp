@@ -15,13 +15,6 @@ FpBvLazySolver::FpBvLazySolver(TermManager* tm, const Configuration::Theory::Fp&
     inner_.set_handle_boolean_connectives(true);
 }
 
-FpBvLazySolver::~FpBvLazySolver()
-{
-    for (TheoryEq* eq : equalities_) {
-        eq->destroy();
-    }
-}
-
 void FpBvLazySolver::set_logger(Logger* logger)
 {
     TheorySolver::set_logger(logger);
@@ -56,22 +49,13 @@ void FpBvLazySolver::retract_atom(const Term_* atom)
 
 void FpBvLazySolver::new_decision_level()
 {
-    levels_.push_back({trail_.size(), equalities_.size()});
+    trail_.new_decision_level();
 }
 
 void FpBvLazySolver::cancel_until(int level)
 {
     conflict_.clear();
-    const auto kept = static_cast<size_t>(level);
-    if (kept >= levels_.size()) {
-        return;
-    }
-    trail_.resize(levels_[kept].literals);
-    while (equalities_.size() > levels_[kept].equalities) {
-        equalities_.back()->destroy();
-        equalities_.pop_back();
-    }
-    levels_.resize(kept);
+    trail_.cancel_until(level);
 }
 
 void FpBvLazySolver::push_backtrack_point()
@@ -103,14 +87,14 @@ void FpBvLazySolver::retract_interface_term(const Term_* t)
 
 bool FpBvLazySolver::assume(TheoryLit l)
 {
-    trail_.push_back(l);
+    trail_.push(l);
     return true;
 }
 
 bool FpBvLazySolver::assume(TheoryEq* eq)
 {
     if (is_fp_sorted(*tm_, eq->left)) {
-        equalities_.push_back(eq->new_copy());
+        trail_.push(*eq);
     }
     return true;
 }
@@ -163,12 +147,12 @@ bool FpBvLazySolver::check(bool approx)
     }
     inner_.new_decision_level();
     bool ok = true;
-    for (const TheoryLit l : trail_) {
+    for (const TheoryLit l : trail_.literals()) {
         ok = ok && assume_inner(l.get_term(), l.is_neg(), {l, 0});
     }
-    for (size_t e = 0; ok && e < equalities_.size(); ++e) {
-        const Term_* atom =
-            make_interface_equality(tm_, equalities_[e]->left, equalities_[e]->right);
+    const std::vector<TheoryEq*>& equalities = trail_.equalities();
+    for (size_t e = 0; ok && e < equalities.size(); ++e) {
+        const Term_* atom = make_interface_equality(tm_, equalities[e]->left, equalities[e]->right);
         if (tm_->is_false(atom)) {
             conflict_.push_back({tlit_Undef, e});
             ok = false;
@@ -192,7 +176,7 @@ void FpBvLazySolver::get_conflict(std::vector<TheoryLit>& out)
 {
     for (const Origin& o : conflict_) {
         if (o.literal.is_undef()) {
-            equalities_[o.equality]->explain(out);
+            trail_.equalities()[o.equality]->explain(out);
         } else {
             out.push_back(o.literal);
         }

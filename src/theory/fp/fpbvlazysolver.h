@@ -21,7 +21,6 @@ namespace tarq::fp {
 class FpBvLazySolver : public TheorySolver, public FpBvCombListener {
 public:
     FpBvLazySolver(TermManager* tm, const Configuration::Theory::Fp& options);
-    ~FpBvLazySolver() override;
 
     const char* get_name() const override { return "fp"; }
     void set_logger(Logger* logger) override;
@@ -57,10 +56,6 @@ public:
     bool fp_bv_comb_get_bits(const Term_* t, std::vector<bv::BvLit>* bits) override;
 
 private:
-    struct LevelMark {
-        size_t literals;
-        size_t equalities;
-    };
     /// What an assumption of the inner solver stands for.
     struct Origin {
         TheoryLit literal; // undefined: the equality
@@ -79,9 +74,7 @@ private:
     TermVector told_;
     size_t next_ = 0;
     TermVector interface_terms_;
-    std::vector<TheoryLit> trail_;
-    std::vector<TheoryEq*> equalities_; // copies, owned, in the order of arrival
-    std::vector<LevelMark> levels_;     // lengths of the two when each level began
+    AssumptionTrail trail_;
     uint64_t num_calls_ = 0;
 
     // of the last check
