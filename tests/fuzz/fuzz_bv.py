@@ -13,15 +13,13 @@ oracle is z3 with the same reading, and a model with a zero divisor counts as no
 A failure is shrunk, printed and, with --save, written as a script whose head tells the options. The
 exit status is 1 after a failure. Python 3 standard library only.
 """
-import argparse
-import os
 import random
 import re
 import shutil
-import subprocess
 import sys
 
 import bvscript as bs
+from scriptfuzzer import Failures, argument_parser, parse_blocks, run
 
 OPTIONS = [
     ('theory.bv.eager', ('true', 'false')),
@@ -79,15 +77,6 @@ def script_text(commands, options, models):
     return '\n'.join(lines) + '\n'
 
 
-def run(cmd, text, timeout):
-    """Returns (exit status or None for a hang, standard output, standard error)."""
-    try:
-        p = subprocess.run(cmd, input=text.encode(), stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=timeout)
-    except subprocess.TimeoutExpired:
-        return None, '', ''
-    return p.returncode, p.stdout.decode(errors='replace'), p.stderr.decode(errors='replace')
-
-
 TOKEN = re.compile(r'[()]|[^\s()]+')
 
 
@@ -116,17 +105,6 @@ def value_of(x):
     return int(x[2:], 2 if x[1] == 'b' else 16) if x[:2] in ('#b', '#x') else None
 
 
-def blocks_of(output):
-    blocks, cur = [], []
-    for line in output.splitlines():
-        if line.strip().strip('"') == '--':
-            blocks.append(cur)
-            cur = []
-        elif line.strip():
-            cur.append(line.strip())
-    return blocks, cur
-
-
 class Checker:
     def __init__(self, args):
         self.args = args
@@ -143,7 +121,7 @@ class Checker:
             return 'hang', 'no end within %d s' % self.args.timeout
         if code not in (0, 1) or 'Sanitizer' in err or 'runtime error' in err or 'assertion' in err:
             return 'crash', 'exit status %d: %s' % (code, err[-2000:])
-        blocks, rest = blocks_of(out)
+        blocks, rest = parse_blocks(out)
         if len(blocks) != len(queries) or rest:
             return 'output', 'expected %d answers:\n%s' % (len(queries), out[-2000:])
         answers = []
@@ -206,28 +184,21 @@ class Checker:
 
 
 def main():
-    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    ap.add_argument('--program', required=True)
-    ap.add_argument('--count', type=int, default=200)
-    ap.add_argument('--seed', type=int, default=1)
+    ap = argument_parser(__doc__)
     ap.add_argument('--start', type=int, default=0, help='number of the first script')
     ap.add_argument('--solver', default='z3 -smt2 -in', help='command of the oracle, which reads a script from its '
                     'input; "none" for models alone')
-    ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
     ap.add_argument('--functions', type=float, default=0.4, help='share of scripts with functions')
     ap.add_argument('--max-width', type=int, default=8)
     ap.add_argument('--option', action='append', default=[], help='NAME=VALUE, for every script')
-    ap.add_argument('--no-options', action='store_true', help='no random options')
     ap.add_argument('--no-models', action='store_true')
-    ap.add_argument('--max-failures', type=int, default=5)
-    ap.add_argument('--save', help='folder for shrunk failures')
     args = ap.parse_args()
     if args.solver == 'none' or not shutil.which(args.solver.split()[0]):
         args.solver = None
     sys.setrecursionlimit(10000)
 
     checker = Checker(args)
-    failures = 0
+    failures = Failures(args, 'bv')
     for i in range(args.start, args.start + args.count):
         rnd = random.Random('%d %d' % (args.seed, i))
         width = rnd.choice((2, 3, 4, args.max_width))
@@ -239,7 +210,6 @@ def main():
         found = checker.check(commands, options, count=True)
         if not found:
             continue
-        failures += 1
         kind = found[0]
 
         def fails(trial, opts=options):
@@ -250,20 +220,13 @@ def main():
             if fails(commands, [x for x in options if x != o]):
                 options.remove(o)
         found = checker.check(commands, options) or found
-        text = '; %s: %s\n' % (kind, found[1].replace('\n', '\n; ')) + '; script %d of seed %d\n' % (i, args.seed) + \
-            script_text(commands, options, not args.no_models)
-        print('FAILURE\n' + text, flush=True)
-        if args.save:
-            os.makedirs(args.save, exist_ok=True)
-            with open(os.path.join(args.save, 'bv_%d_%d.smt2' % (args.seed, i)), 'w') as f:
-                f.write(text)
-        if failures >= args.max_failures:
+        if failures.report(i, found, options, script_text(commands, options, not args.no_models)):
             break
     print('%d scripts, %d queries (%d unsat), %d models confirmed (%d with open divisions), '
           '%d answers by the other solver; %d failures'
           % (i + 1 - args.start, checker.queries, checker.unsat, checker.models, checker.open_models,
-             checker.by_solver, failures))
-    sys.exit(1 if failures else 0)
+             checker.by_solver, failures.count))
+    failures.exit()
 
 
 if __name__ == '__main__':

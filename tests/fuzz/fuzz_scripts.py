@@ -13,40 +13,19 @@ unsatisfiable together with the assertions, by the same oracles.
 A failure is shrunk, printed and, with --save, written as a script whose head tells the options. The
 exit status is 1 after a failure. Python 3 standard library only.
 """
-import argparse
-import os
 import random
-import re
 import shutil
-import subprocess
 import sys
 
 import boolscript as bs
+from scriptfuzzer import ENGINE_OPTIONS, Failures, argument_parser, parse_blocks, parse_failed, run
 
 TRUTH_TABLE_LIMIT = 12
 
-# (name, values to draw from). Small restart units, or small scripts would never restart.
-OPTIONS = [
-    ('dpll.restart_initial', (1, 2, 3, 10, 200)),
+OPTIONS = ENGINE_OPTIONS + [
     ('dpll.restart_geometric_factor', (1.0, 1.1, 1.5, 3.0)),
-    ('dpll.branching_random_frequency', (0, 0.001, 0.1, 0.9)),
-    ('dpll.branching_initial_phase', (0, 1, 2)),
-    ('dpll.branching_cache_phase', (0, 1, 2)),
     ('dpll.branching_random_invalidate_phase_cache', ('true', 'false')),
     ('dpll.branching_random_ignore_polarity', ('true', 'false')),
-    ('dpll.store_tlemmas', ('true', 'false')),
-    ('dpll.pop_btpoint_reset_var_order', ('true', 'false')),
-    ('dpll.glucose_var_activity', ('true', 'false')),
-    ('dpll.glucose_learnt_minimization', ('true', 'false')),
-    ('dpll.preprocessor.mode', (1, 2)),
-    ('dpll.preprocessor.clause_size_limit', (0, 3, 20)),
-    ('dpll.preprocessor.subsumption_size_limit', (0, 4, 1000)),
-    ('dpll.preprocessor.elimination_grow_limit', (0, 3, 20)),
-    ('dpll.preprocessor.elimination_phase', (1, 2)),
-    ('dpll.preprocessor.elimination_recent_vars_only', ('true', 'false')),
-    ('dpll.preprocessor.try_reelimination', ('true', 'false')),
-    ('random_seed', (1, 7, 12345)),
-    ('preprocessor.toplevel_propagation', ('true', 'false')),
 ]
 
 
@@ -75,38 +54,6 @@ def script_text(commands, is_global, options):
         if c[0] in ('check', 'assume'):
             lines.append('(echo "--")')
     return '\n'.join(lines) + '\n'
-
-
-def run(cmd, text, timeout):
-    """Returns (exit status or None for a hang, standard output, standard error)."""
-    try:
-        p = subprocess.run(cmd, input=text.encode(), stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=timeout)
-    except subprocess.TimeoutExpired:
-        return None, '', ''
-    return p.returncode, p.stdout.decode(errors='replace'), p.stderr.decode(errors='replace')
-
-
-LITERAL = re.compile(r'\(not\s+([^\s()]+)\)|([^\s()]+)')
-
-
-def parse_blocks(output):
-    """Splits the output at the marker lines."""
-    blocks, cur = [], []
-    for line in output.splitlines():
-        if line.strip().strip('"') == '--':
-            blocks.append(cur)
-            cur = []
-        elif line.strip():
-            cur.append(line.strip())
-    return blocks, cur
-
-
-def parse_failed(lines):
-    """The literals of a printed list, as (name, positive)."""
-    text = ' '.join(lines).strip()
-    if not (text.startswith('(') and text.endswith(')')):
-        return None
-    return [(m.group(1), False) if m.group(1) else (m.group(2), True) for m in LITERAL.finditer(text[1:-1])]
 
 
 class Checker:
@@ -193,21 +140,14 @@ class Checker:
 
 
 def main():
-    ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    ap.add_argument('--program', required=True)
-    ap.add_argument('--count', type=int, default=200)
-    ap.add_argument('--seed', type=int, default=1)
+    ap = argument_parser(__doc__)
     ap.add_argument('--z3', default='z3', help='oracle program, "none" for truth tables alone')
-    ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
-    ap.add_argument('--no-options', action='store_true', help='always the default options')
-    ap.add_argument('--max-failures', type=int, default=5)
-    ap.add_argument('--save', help='folder for shrunk failures')
     args = ap.parse_args()
     args.z3 = shutil.which(args.z3) if args.z3 != 'none' else None
     sys.setrecursionlimit(10000)
 
     checker = Checker(args)
-    failures = 0
+    failures = Failures(args, 'script')
     for i in range(args.count):
         rnd = random.Random('%d %d' % (args.seed, i))
         max_vars = rnd.choice((3, 5, 8, 10)) if not args.z3 else rnd.choice((3, 5, 8, 10, 12, 25, 50))
@@ -217,7 +157,6 @@ def main():
         found = checker.check(commands, gen.is_global, options, count=True)
         if not found:
             continue
-        failures += 1
         kind = found[0]
 
         def fails(trial, opts=options):
@@ -226,20 +165,11 @@ def main():
         commands = bs.shrink(commands, fails)
         options = bs.remove_chunks(options, lambda o: fails(commands, o))
         found = checker.check(commands, gen.is_global, options) or found
-        flags = ' '.join(o for o in options if o[0] == '-')
-        text = '; %s: %s\n' % (kind, found[1].replace('\n', '\n; ')) + \
-            '; script %d of seed %d%s\n' % (i, args.seed, ', program called with ' + flags if flags else '') + \
-            script_text(commands, gen.is_global, options)
-        print('FAILURE\n' + text, flush=True)
-        if args.save:
-            os.makedirs(args.save, exist_ok=True)
-            with open(os.path.join(args.save, 'script_%d_%d.smt2' % (args.seed, i)), 'w') as f:
-                f.write(text)
-        if failures >= args.max_failures:
+        if failures.report(i, found, options, script_text(commands, gen.is_global, options)):
             break
     print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions; %d by truth table, %d by z3; %d failures'
-          % (i + 1, checker.queries, checker.unsat, checker.lists, checker.by_table, checker.by_z3, failures))
-    sys.exit(1 if failures else 0)
+          % (i + 1, checker.queries, checker.unsat, checker.lists, checker.by_table, checker.by_z3, failures.count))
+    failures.exit()
 
 
 if __name__ == '__main__':

@@ -14,46 +14,26 @@ A failure is shrunk, printed and, with --save, written as a script whose head te
 exit status is 1 after a failure, and 0 with a note when there is no oracle. Python 3 standard library
 only.
 """
-import argparse
-import os
 import random
 import shutil
 import sys
 
 import boolscript as bs
-from fuzz_scripts import parse_blocks, parse_failed, run
+from scriptfuzzer import ENGINE_OPTIONS, Failures, argument_parser, parse_blocks, parse_failed, run
 
-# (name, values to draw from); small restart units, or small scripts would never restart
-OPTIONS = [
+OPTIONS = ENGINE_OPTIONS + [
     ('dpll.restart_strategy', (0, 1, 2, 3)),
-    ('dpll.restart_initial', (1, 2, 3, 10, 200)),
-    ('dpll.branching_random_frequency', (0, 0.001, 0.1, 0.9)),
-    ('dpll.branching_initial_phase', (0, 1, 2)),
-    ('dpll.branching_cache_phase', (0, 1, 2)),
-    ('dpll.store_tlemmas', ('true', 'false')),
     ('dpll.ghost_filtering', ('true', 'false')),
     ('dpll.minimize_model', ('true', 'false')),
-    ('dpll.pop_btpoint_reset_var_order', ('true', 'false')),
-    ('dpll.glucose_var_activity', ('true', 'false')),
-    ('dpll.glucose_learnt_minimization', ('true', 'false')),
-    ('dpll.preprocessor.mode', (1, 2)),
-    ('dpll.preprocessor.clause_size_limit', (0, 3, 20)),
-    ('dpll.preprocessor.subsumption_size_limit', (0, 4, 1000)),
-    ('dpll.preprocessor.elimination_grow_limit', (0, 3, 20)),
-    ('dpll.preprocessor.elimination_phase', (1, 2)),
-    ('dpll.preprocessor.elimination_recent_vars_only', ('true', 'false')),
-    ('dpll.preprocessor.try_reelimination', ('true', 'false')),
     ('theory.euf.dyn_ack', (0, 1, 2)),
     ('theory.euf.dyn_ack_threshold', (1, 2, 5)),
     ('theory.euf.dyn_ack_limit', (0, 1, 3, 1000)),
     ('theory.eq_propagation', ('true', 'false')),
     ('theory.pure_literal_filtering', ('true', 'false')),
     ('theory.interface_eq_policy', (0, 1, 2)),
-    ('preprocessor.toplevel_propagation', ('true', 'false')),
     ('preprocessor.simplification', (0, 1, 7, 23, 31)),
     ('preprocessor.full_cnf_conversion', ('true', 'false')),
     ('preprocessor.partial_nnf_conversion', ('true', 'false')),
-    ('random_seed', (1, 7, 12345)),
 ]
 
 
@@ -387,22 +367,15 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
     may_hang        whether a script of that generator, under those options, need not end in time
     oracle          the solver to compare with, if the command line names none
     """
-    ap = argparse.ArgumentParser(description=doc, formatter_class=argparse.RawDescriptionHelpFormatter)
-    ap.add_argument('--program', required=True)
-    ap.add_argument('--count', type=int, default=200)
-    ap.add_argument('--seed', type=int, default=1)
+    ap = argument_parser(doc)
     ap.add_argument('--logic', default=logics[0], choices=logics)
     ap.add_argument('--oracle', default=oracle, help='z3 or cvc5 (default: %(default)s)')
-    ap.add_argument('--timeout', type=int, default=20, help='seconds for one script')
     ap.add_argument('--oracle-timeout', type=float, default=10, help='seconds of the oracle for one query')
     ap.add_argument('--may-hang-timeout', type=int, default=20,
                     help='seconds for a script that need not end at all, where that is less')
     ap.add_argument('--models', action='store_true', help='check values of constants, too, where the fuzzer can')
     ap.add_argument('--cores', action='store_true', help='check unsat cores, too')
     ap.add_argument('--config', action='append', default=[], metavar='NAME=VALUE', help='a fixed option')
-    ap.add_argument('--no-options', action='store_true', help='always the default options')
-    ap.add_argument('--max-failures', type=int, default=5)
-    ap.add_argument('--save', help='folder for shrunk failures')
     args = ap.parse_args()
     args.oracle = shutil.which(args.oracle)
     if not args.oracle:
@@ -410,7 +383,8 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
         return
     sys.setrecursionlimit(10000)
     checker = make_checker(args)
-    failures = hangs = 0
+    failures = Failures(args, tag)
+    hangs = 0
     for i in range(args.count):
         rnd = random.Random('%d %d' % (args.seed, i))
         gen = make_generator(rnd, args.logic)
@@ -425,7 +399,6 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
         if found[0] == 'oracle' and '(error' not in found[1] or found[0] == 'hang' and open_ended:
             hangs += 1  # the oracle may give up as it likes
             continue
-        failures += 1
         kind = found[0]
 
         def fails(trial, opts=chosen, start=head):
@@ -436,22 +409,13 @@ def main(doc, tag, logics, make_generator, options=lambda logic: OPTIONS, make_c
             chosen = bs.remove_chunks(chosen, lambda o: fails(commands, o))
             head = bs.remove_chunks(head, lambda h: fails(commands, chosen, h))
             found = checker.check(head, commands, chosen) or found
-        flags = ' '.join(o for o in chosen if o[0] == '-')
-        text = '; %s: %s\n' % (kind, found[1].replace('\n', '\n; ')) + \
-            '; script %d of seed %d%s\n' % (i, args.seed, ', program called with ' + flags if flags else '') + \
-            checker.script(args.logic, head, commands, chosen)
-        print('FAILURE\n' + text, flush=True)
-        if args.save:
-            os.makedirs(args.save, exist_ok=True)
-            with open(os.path.join(args.save, '%s_%d_%d.smt2' % (tag, args.seed, i)), 'w') as f:
-                f.write(text)
-        if failures >= args.max_failures:
+        if failures.report(i, found, chosen, checker.script(args.logic, head, commands, chosen)):
             break
     print('%d scripts, %d queries (%d unsat), %d lists of failed assumptions, %d models, %d cores, %d scripts and '
           '%d questions to the oracle not decided in time; %d failures' % (
               i + 1, checker.queries, checker.unsat, checker.lists, getattr(checker, 'models', 0), checker.cores,
-              hangs, checker.unknown, failures))
-    sys.exit(1 if failures else 0)
+              hangs, checker.unknown, failures.count))
+    failures.exit()
 
 
 if __name__ == '__main__':
