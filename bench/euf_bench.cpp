@@ -3,6 +3,7 @@
 //
 //     euf_bench [SIZE...]        sizes in application terms; default 10000 30000 100000 300000
 //     1000000 euf_bench --loop [ROUNDS]  rounds of 50 atoms each; default 10000
+#include "allocations.h"
 #include "theory/euf/eufsolverinterface.h"
 #include "theory/iesimplifier.h"
 
@@ -13,34 +14,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <malloc.h>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>
-
-namespace {
-
-size_t num_allocations = 0;
-
-} // namespace
-
-// Counts what containers ask for.
-void* operator new(size_t n)
-{
-    ++num_allocations;
-    if (void* p = std::malloc(n)) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-void operator delete(void* p, size_t) noexcept
-{
-    std::free(p);
-}
 
 using namespace tarq;
 

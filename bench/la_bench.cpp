@@ -21,6 +21,7 @@
 // and with --solver a command ("z3 -smt2") is run on it: its answers must be those found here, and
 // the last two columns are the processor time of the two rounds here, in a new system, and that of
 // the whole command.
+#include "allocations.h"
 #include "terms/termmanager.h"
 #include "theory/la/constraintmapper.h"
 #include "theory/la/lineartermmapper.h"
@@ -35,34 +36,9 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>
-
-namespace {
-
-size_t num_allocations = 0;
-
-} // namespace
-
-// Counts what the pivots allocate; big coefficients allocate inside GMP, which goes another way.
-void* operator new(size_t n)
-{
-    ++num_allocations;
-    if (void* p = std::malloc(n)) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-void operator delete(void* p, size_t) noexcept
-{
-    std::free(p);
-}
 
 using namespace tarq;
 using namespace tarq::la;

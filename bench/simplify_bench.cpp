@@ -4,6 +4,7 @@
 // Usage: simplify_bench [NUM_TERMS]   (default 2000000)
 #include "base/configuration.h"
 #include "encoding/normrules.h"
+#include "random.h"
 #include "terms/stdtermsimplifier.h"
 #include "terms/termmanager.h"
 #include "terms/termnormalizer.h"
@@ -67,21 +68,6 @@ Measurement best_of(int runs, F measure)
     }
     return best;
 }
-
-/// A 64-bit linear congruential generator; the low bits are not used.
-class Random {
-public:
-    explicit Random(uint64_t seed) : state_(seed) {}
-    /// Uniform below n, which is below 2^32.
-    size_t below(size_t n)
-    {
-        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-        return ((state_ >> 32) * n) >> 32;
-    }
-
-private:
-    uint64_t state_;
-};
 
 /// Builds formulas of a usual kind: linear atoms of three variables, comparisons and equalities of
 /// small bit-vector expressions, and random graphs of bit-vector operators.

@@ -5,6 +5,7 @@
 // and the wait for this program's own list would hide what is measured.
 //
 // Usage: terms_bench [--json] [MAX_TERMS]
+#include "random.h"
 #include "terms/stdtermsimplifier.h"
 #include "terms/termarena.h"
 #include "terms/termmanager.h"
@@ -28,21 +29,6 @@ using namespace tarq;
 
 constexpr size_t NUM_CONSTANTS = 1000;
 constexpr size_t AHEAD = 16; // draws between the choice of an operand and its use
-
-/// A 64-bit linear congruential generator; the low bits are not used.
-class Random {
-public:
-    explicit Random(uint64_t seed) : state_(seed) {}
-    /// Uniform below n, which is below 2^32.
-    size_t below(size_t n)
-    {
-        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-        return ((state_ >> 32) * n) >> 32;
-    }
-
-private:
-    uint64_t state_;
-};
 
 struct Mode {
     const char* name;
