@@ -12,7 +12,7 @@
 namespace {
 
 // Larger variables mean memory, not other paths.
-constexpr size_t most_digits = 5;
+constexpr size_t most_digits = 3;
 constexpr int most_polls = 1000;
 
 class Polls : public tarq::TerminationTest {
