@@ -144,7 +144,7 @@ private:
             };
             const uint64_t x = cost(a);
             const uint64_t y = cost(b);
-            return x < y || (x == y && a < b);
+            return x < y || (x == y && a > b); // younger ones rather name something older
         }
     };
     using Occurrences = dpll::OccLists<int, ReallocVector<Clause*>, OccursDeleted>;
