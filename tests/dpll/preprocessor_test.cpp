@@ -98,7 +98,7 @@ TEST_F(Preprocessor, clauses_over_eliminated_variables_bring_back_all_they_need)
 
 TEST_F(Preprocessor, assumptions_and_frozen_variables_come_back_and_stay)
 {
-    const Lit l = var(), f = var(), g = var();
+    const Lit g = var(), f = var(), l = var();
     clause({~l, f}); // l and f are pure: both go
     clause({f, g});
     ASSERT_TRUE(solve());
