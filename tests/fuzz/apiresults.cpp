@@ -58,8 +58,7 @@ void ApiRunner::check_answer(Env& x, tarq_result r, const std::vector<tarq_term>
 {
     std::vector<tarq_term> formulas = x.formulas(Formula::excluded);
     formulas.insert(formulas.end(), assumptions.begin(), assumptions.end());
-    const bool beyond = std::any_of(formulas.begin(), formulas.end(),
-                                    [&](tarq_term t) { return is_beyond(x.e, t); });
+    const bool beyond = any_beyond(x.e, formulas);
     if (!expect(x, beyond && legal == Legal::yes ? Legal::open : legal, r != TARQ_UNKNOWN,
                 "a check")) {
         ++report_->no_answer;
@@ -117,8 +116,8 @@ void ApiRunner::evaluate(Env& x, tarq_env e, tarq_model m, const std::vector<tar
         }
         const tarq_term v = tarq_model_eval(m, f);
         if (TARQ_ERROR_TERM(v)) {
-            if (x.stop.late || x.stop.fired) {
-                return;
+            if (x.stop.late || x.stop.fired || any_beyond(e, formulas)) {
+                return; // constants may be defined by what has no value
             }
             throw Fault("a model gives no value for " + text_of(f));
         }
@@ -280,7 +279,8 @@ void ApiRunner::read_model(Env& x, const ApiCall& c)
     for (const std::string& name : c.args) {
         const Term& t = term(x, name);
         const tarq_term v = tarq_model_eval(m, t.t);
-        if (is_beyond(x.e, t.t) || (TARQ_ERROR_TERM(v) && x.stop.fired)) {
+        if (is_beyond(x.e, t.t) ||
+            (TARQ_ERROR_TERM(v) && (x.stop.fired || any_beyond(x.e, x.held_formulas)))) {
             continue;
         }
         if (TARQ_ERROR_TERM(v) || !fits(sort_of(x.e, tarq_term_get_type(v)), t.sort)) {
@@ -358,8 +358,7 @@ void ApiRunner::enumerate(Env& x, const ApiCall& c)
         legal = tarq_term_is_boolean_constant(x.e, important.back()) ? legal : Legal::no;
     }
     const std::vector<tarq_term> before = x.formulas(Formula::excluded);
-    const bool beyond =
-        std::any_of(before.begin(), before.end(), [&](tarq_term t) { return is_beyond(x.e, t); });
+    const bool beyond = any_beyond(x.e, before);
     provoke(x);
     x.changed();
     const int r = tarq_all_sat(
@@ -410,12 +409,12 @@ void ApiRunner::diversify(Env& x, const ApiCall& c)
         terms.push_back(t.t);
         const char kind = t.sort[0];
         if (legal == Legal::yes &&
-            (kind == 'U' || kind == 'A' || kind == 'R' || is_beyond(x.e, t.t))) {
+            (kind == 'U' || kind == 'A' || kind == 'R' || is_beyond(x.e, t.t) ||
+             (kind == 'F' && x.off("theory.bv.eager")))) {
             legal = Legal::open; // refused only when there is a model
         }
     }
-    if (legal == Legal::yes &&
-        std::any_of(before.begin(), before.end(), [&](tarq_term t) { return is_beyond(x.e, t); })) {
+    if (legal == Legal::yes && any_beyond(x.e, before)) {
         legal = Legal::open;
     }
     struct Progress {

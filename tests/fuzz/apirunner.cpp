@@ -40,6 +40,11 @@ bool is_beyond(tarq_env e, tarq_term t)
     });
 }
 
+bool any_beyond(tarq_env e, const std::vector<tarq_term>& terms)
+{
+    return std::any_of(terms.begin(), terms.end(), [e](tarq_term t) { return is_beyond(e, t); });
+}
+
 std::string ApiRunner::run()
 {
     size_t at = 0;

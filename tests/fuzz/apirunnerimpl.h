@@ -75,6 +75,7 @@ struct Env {
         const auto it = options.find(option);
         return it != options.end() && it->second != "false" && it->second != "0";
     }
+    bool off(const std::string& option) const { return options.contains(option) && !on(option); }
     std::vector<tarq_term> formulas(Formula::Kind most) const
     {
         std::vector<tarq_term> out;
@@ -133,6 +134,7 @@ std::string text_of(tarq_term t);
 bool has_part(tarq_env e, tarq_term t, bool (*wanted)(tarq_env, tarq_term, tarq_symbol_tag));
 /// Whether a term has a part that no theory here decides.
 bool is_beyond(tarq_env e, tarq_term t);
+bool any_beyond(tarq_env e, const std::vector<tarq_term>& terms);
 
 class ApiRunner {
 public:
