@@ -30,6 +30,8 @@ struct LogicSetting {
 // out of reads costs more than it finds. Functions or arrays over integers: lemmas that repeat the
 // congruences of a conflict save many of these, and all interface equalities at once save final checks.
 constexpr LogicSetting LOGIC_SETTINGS[] = {
+    {"QF_UF", "preprocessor.symmetry_breaking", "true"},
+    {"QF_UF", "dpll.glucose_var_activity", "true"},
     {"QF_BV", "theory.euf.enabled", "false"},
     {"QF_BV", "theory.la.enabled", "false"},
     {"QF_BV", "theory.bv.bit_blast_mode", "2"},

@@ -103,7 +103,7 @@ constexpr OptionRow ROWS[] = {
 #include "base/options.def"
 };
 
-static_assert(std::size(ROWS) == 137, "an option was added or lost: adjust the number");
+static_assert(std::size(ROWS) == 138, "an option was added or lost: adjust the number");
 
 std::string bound_text(double bound)
 {

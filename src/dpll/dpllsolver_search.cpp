@@ -56,6 +56,7 @@ DpllSolver::SearchResult DpllSolver::do_solve(const std::vector<Lit>& assumption
     ++stats_.checks;
     preprocessed_ = false;
     cancel_until(std::min(decision_level(), num_backtrack_points())); // what a kept trail left
+    put_back_ghost_vars(); // a search that ended without a decision has not gone back
     assumptions_ = assumptions;
     if (preprocessor_) {
         preprocessor_->bring_back(assumptions_, true);

@@ -144,6 +144,7 @@ void Environment::init()
     trivially_unsat_at_ = -1;
     enumerated_at_ = -1;
     last_result_ = -1;
+    symmetries_done_ = false;
     reset_model();
     unsat_assumptions_.clear();
     collected_stats_ = RawStats();
@@ -310,21 +311,28 @@ void Environment::do_push_backtrack_point()
 /// the pop makes it true for good.
 void Environment::do_push_shallow_backtrack_point()
 {
-    std::string name = tm_->get_unused_symbol_name(".btlabel" + std::to_string(next_bt_label_++));
-    const Term_* label = tm_->make_constant(tm_->make_symbol(name, tm_->get_bool_type()));
-    tm_->remove_symbol(name); // the name must not lead a user to the label
+    const Term_* label = make_label(".btlabel" + std::to_string(next_bt_label_++));
     bt_labels_.push_back(label);
+    int var;
+    solvers_->engine.make_proxy(label, &var);
+    if (solvers_->cores) {
+        solvers_->cores->push_backtrack_point();
+    }
+}
+
+/// A Boolean constant that no user can name and preprocessing leaves alone.
+const Term_* Environment::make_label(const std::string& prefix)
+{
+    const std::string name = tm_->get_unused_symbol_name(prefix);
+    const Term_* label = tm_->make_constant(tm_->make_symbol(name, tm_->get_bool_type()));
+    tm_->remove_symbol(name);
     if (solvers_->propagator) {
         solvers_->propagator->set_protected(label);
     }
     if (solvers_->free_coder) {
         solvers_->free_coder->set_protected(label);
     }
-    int var;
-    solvers_->engine.make_proxy(label, &var);
-    if (solvers_->cores) {
-        solvers_->cores->push_backtrack_point();
-    }
+    return label;
 }
 
 void Environment::do_pop_backtrack_point()

@@ -332,6 +332,9 @@ private:
     int do_check_with_assumptions(const std::vector<TheoryLit>& lits, bool local);
     void start_check();
     std::vector<dpll::Lit> own_assumptions() const;
+    const Term_* make_label(const std::string& prefix);
+    bool can_break_symmetries() const;
+    void break_symmetries(std::vector<dpll::Lit>* assumptions);
     int variable_of_assumption(const Term_* t);
     TermVector atoms_of_assertions() const;
     bool is_known(const Term_* t) const;
@@ -383,6 +386,7 @@ private:
     int enumerated_at_ = -1;
     EnumerationClauses enumeration_;
     int last_result_ = -1;
+    bool symmetries_done_ = false; // broken, or looked for in vain, since the solvers were made
     bool has_model_ = false;
     ModelStore* model_ = nullptr; // of the last satisfiable check; one reference
     TermVector model_formulas_;   // assumptions of that check, as formulas

@@ -2,8 +2,12 @@
 #include "env/environment.h"
 
 #include "encoding/realequalities.h"
+#include "encoding/symmetrybreaker.h"
 #include "env/environment_checkscope.h"
 #include "env/environment_solvers.h"
+
+#include <algorithm>
+#include <iterator>
 
 namespace tarq {
 
@@ -42,6 +46,9 @@ int Environment::do_check_with_assumptions(const std::vector<TheoryLit>& lits, b
     CheckScope scope(*this);
     start_check();
     std::vector<dpll::Lit> assumptions = own_assumptions();
+    if (!local && can_break_symmetries()) {
+        break_symmetries(&assumptions);
+    }
     for (TheoryLit l : lits) {
         int var = variable_of_assumption(l.get_term());
         solvers_->polarity.add_literal(l.get_term(), l.is_neg());
@@ -66,6 +73,39 @@ int Environment::do_check_with_assumptions(const std::vector<TheoryLit>& lits, b
     }
     last_result_ = 0;
     return scope.leave(0);
+}
+
+/// One conjunction per life of the solvers is looked at: the walk over all assertions would be too
+/// dear for each of many small checks. Of what the engine holds, all must be among the assertions,
+/// and nobody may ask why they are unsatisfiable.
+bool Environment::can_break_symmetries() const
+{
+    return config_.preprocessor.symmetry_breaking && !symmetries_done_ && trivially_unsat_at_ < 0 &&
+           enumerated_at_ < 0 && !external_ && !config_.unsat_core_generation &&
+           !config_.proof_generation && !config_.interpolation;
+}
+
+/// What breaks the symmetries of the assertions holds for this check alone: it is made to follow
+/// from a label, which is assumed. The check may be told to be unsatisfiable for good nevertheless,
+/// as the constraints keep satisfiability.
+void Environment::break_symmetries(std::vector<dpll::Lit>* assumptions)
+{
+    symmetries_done_ = true;
+    SymmetryBreaker breaker(tm_);
+    breaker.set_termination_test(termination_test_);
+    TermVector formulas;
+    std::copy_if(assertions_.begin(), assertions_.end(), std::back_inserter(formulas),
+                 [](const Term_* t) { return t; });
+    const Term_* f = breaker(formulas);
+    if (tm_->is_true(f)) {
+        return;
+    }
+    logger_("ENV") << loglevel(1) << "breaking symmetries" << EndLog;
+    const Term_* label = make_label(".symmetry");
+    const int var = variable_of_assumption(label);
+    solvers_->polarity.add_literal(label, false);
+    do_assert_formula(tm_->make_or(tm_->make_not(label), f));
+    assumptions->emplace_back(var, false);
 }
 
 /// Brings the engines up to date and forgets what the last check came to.

@@ -250,6 +250,7 @@ void draw_options(RandomFormulas& random, Configuration* config)
     config->preprocessor.partial_nnf_conversion = random.below(2) != 0;
     config->preprocessor.full_cnf_conversion = random.below(2) != 0;
     config->preprocessor.free_input_propagation = random.below(2) != 0;
+    config->preprocessor.symmetry_breaking = random.below(2) != 0;
     config->shallow_incrementality = random.below(4) == 0;
     config->dpll.ghost_filtering = random.below(4) == 0;
     config->dpll.minimize_model = random.below(4) == 0;
@@ -324,7 +325,7 @@ private:
     {
         TermManager* tm = plain_->get_term_manager();
         const int expected = plain_->check_with_assumptions(lits);
-        const int result = drawn_->check_with_assumptions(lits);
+        const int result = lits.empty() ? drawn_->check() : drawn_->check_with_assumptions(lits);
         ASSERT_EQ(result, expected) << "seed " << seed_;
         if (result == 0) {
             ++refutations;

@@ -58,7 +58,13 @@ void ApiRunner::check_answer(Env& x, tarq_result r, const std::vector<tarq_term>
 {
     std::vector<tarq_term> formulas = x.formulas(Formula::excluded);
     formulas.insert(formulas.end(), assumptions.begin(), assumptions.end());
-    const bool beyond = any_beyond(x.e, formulas);
+    const bool beyond = any_beyond(x.e, formulas) ||
+                        (x.off("theory.bv.eager") && // floats and words are refused together
+                         std::any_of(formulas.begin(), formulas.end(), [&](tarq_term t) {
+                             return has_part(x.e, t, [](tarq_env, tarq_term, tarq_symbol_tag tag) {
+                                 return tag >= TARQ_TAG_FP_EQ && tag <= TARQ_TAG_FP_FROM_IEEEBV;
+                             });
+                         }));
     if (!expect(x, beyond && legal == Legal::yes ? Legal::open : legal, r != TARQ_UNKNOWN,
                 "a check")) {
         ++report_->no_answer;
@@ -410,7 +416,7 @@ void ApiRunner::diversify(Env& x, const ApiCall& c)
         const char kind = t.sort[0];
         if (legal == Legal::yes &&
             (kind == 'U' || kind == 'A' || kind == 'R' || is_beyond(x.e, t.t) ||
-             (kind == 'F' && x.off("theory.bv.eager")))) {
+             x.off("theory.bv.eager") || x.off("theory.fp.mode"))) {
             legal = Legal::open; // refused only when there is a model
         }
     }

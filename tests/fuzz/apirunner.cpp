@@ -409,6 +409,7 @@ void ApiRunner::collect(Env& x, const ApiCall& c)
         if (y.family == x.family) {
             y.drop_held();
             y.forget_check();
+            y.fresh = &y == &x; // kin may have a model still
         }
     }
     expect(x, Legal::yes, tarq_gc_env(x.e, kept.data(), kept.size()) == 0, "gc");

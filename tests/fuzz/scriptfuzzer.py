@@ -24,6 +24,7 @@ ENGINE_OPTIONS = [
     ('dpll.preprocessor.try_reelimination', ('true', 'false')),
     ('random_seed', (1, 7, 12345)),
     ('preprocessor.toplevel_propagation', ('true', 'false')),
+    ('preprocessor.symmetry_breaking', ('true', 'false')),
 ]
 
 LITERAL = re.compile(r'\(not\s+([^\s()]+)\)|([^\s()]+)')

@@ -283,8 +283,7 @@ private:
             return ((args[0]->word | args[1]->word) & ones<Word>(exp + mant)) == 0;
         case SymbolTag::FP_TO_BV: {
             tm_.is_fp_type(TermManager::get_type(t->child(1)), &exp, &mant);
-            const IEEEFloat x = make_float(args[1]->word, exp, mant, 0);
-            return x.is_nan() || x.is_inf();
+            return !has_integer(make_float(args[1]->word, exp, mant, args[0]->word), t);
         }
         default:
             return tag == SymbolTag::UNKNOWN || tag >= SymbolTag::PI;
@@ -452,6 +451,19 @@ private:
                                     static_cast<IEEEFloat::rounding_mode>(mode));
     }
 
+    /// Whether the float, rounded, is a signed number of the width of `t`.
+    bool has_integer(const IEEEFloat& x, const Term_* t) const
+    {
+        size_t width = 0;
+        tm_.is_bv_type(TermManager::get_type(t), &width);
+        if (x.is_nan() || x.is_inf()) {
+            return false;
+        }
+        const mpz_class z = x.to_integer(0).num_to_mpz();
+        const mpz_class limit = mpz_class(1) << (width - 1);
+        return -limit <= z && z < limit;
+    }
+
     Value compute_float(SymbolTag::tag tag, const Term_* t, const std::vector<const Value*>& args)
     {
         Value v;
@@ -526,8 +538,8 @@ private:
             v.word = args[0]->word;
             return v;
         case SymbolTag::FP_TO_BV:
-            if (x.is_nan() || x.is_inf()) {
-                return unknown(tag, {args.back()}, TermManager::get_type(t));
+            if (!has_integer(x, t)) {
+                return unknown(t->get_symbol()->get_id(), args, TermManager::get_type(t));
             }
             tm_.is_bv_type(TermManager::get_type(t), &width);
             v.word = to_word(x.to_integer(0).num_to_mpz(), width);
