@@ -1,7 +1,8 @@
 // The commands of a script, run against an environment. Sources by theme: scriptinterpreter.cpp
 // (names, levels, assertions), scriptinterpreter_check.cpp (checks and what follows from them),
-// scriptinterpreter_results.cpp (unsat cores, enumerations), scriptinterpreter_model.cpp (models and values), scriptinterpreter_ask.cpp (options, information,
-// echo, what is not supported), scriptinterpreter_collect.cpp (collection of unused terms).
+// scriptinterpreter_results.cpp (unsat cores, enumerations), scriptinterpreter_model.cpp (models and
+// values), scriptinterpreter_ask.cpp (options, information, echo, what is not supported),
+// scriptinterpreter_collect.cpp (collection of unused terms).
 #pragma once
 
 #include "env/environment.h"
