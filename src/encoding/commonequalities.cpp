@@ -1,38 +1,17 @@
 #include "encoding/commonequalities.h"
 
+#include "encoding/nestflattener.h"
+
 #include <algorithm>
 
 namespace tarq {
 
 namespace {
 
-/// Appends the arguments of nested applications of one connective, in the order of the formula and
-/// each once.
-template <class Test>
-void flatten(const Term_* t, Test is_connective, TermVector& out)
-{
-    TermVector stack{t};
-    TermSet seen;
-    while (!stack.empty()) {
-        const Term_* s = stack.back();
-        stack.pop_back();
-        if (!seen.insert(s).second) {
-            continue;
-        }
-        if (is_connective(s)) {
-            for (size_t i = s->arity(); i-- > 0;) {
-                stack.push_back(s->child(i));
-            }
-        } else {
-            out.push_back(s);
-        }
-    }
-}
-
 /// The classes that the equalities of one case make, and their meet with those of further cases.
 class CommonClasses {
 public:
-    explicit CommonClasses(TermManager* tm) : tm_(tm) {}
+    CommonClasses(TermManager* tm, NestFlattener* nests) : tm_(tm), nests_(nests) {}
 
     /// False when a case has no equalities, so that nothing is common.
     bool add_case(const Term_* t)
@@ -40,8 +19,7 @@ public:
         parent_.clear();
         terms_.clear();
         conjuncts_.clear();
-        flatten(
-            t, [this](const Term_* s) { return tm_->is_and(s); }, conjuncts_);
+        nests_->add_conjuncts(t, conjuncts_);
         for (const Term_* c : conjuncts_) {
             if (tm_->is_equal(c) && is_uninterpreted_sort(TermManager::get_type(c->child(0)))) {
                 const Term_* a = find(c->child(0));
@@ -128,6 +106,7 @@ private:
     }
 
     TermManager* tm_;
+    NestFlattener* nests_;
     bool first_ = true;
     TermMap class_of_; // of the cases so far
     TermMap parent_;   // of the case at hand
@@ -140,8 +119,8 @@ private:
 const Term_* add_common_equalities(TermManager* tm, const Term_* f)
 {
     TermVector conjuncts;
-    flatten(
-        f, [tm](const Term_* s) { return tm->is_and(s); }, conjuncts);
+    NestFlattener nests(tm);
+    nests.add_conjuncts(f, conjuncts);
     TermVector found;
     TermVector cases;
     for (const Term_* c : conjuncts) {
@@ -149,9 +128,8 @@ const Term_* add_common_equalities(TermManager* tm, const Term_* f)
             continue;
         }
         cases.clear();
-        flatten(
-            c, [tm](const Term_* s) { return tm->is_or(s); }, cases);
-        CommonClasses common(tm);
+        nests.add_arguments(c, cases);
+        CommonClasses common(tm, &nests);
         if (std::all_of(cases.begin(), cases.end(),
                         [&](const Term_* t) { return common.add_case(t); })) {
             common.get_equalities(found);

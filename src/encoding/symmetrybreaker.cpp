@@ -67,38 +67,11 @@ const Term_* SymmetryBreaker::operator()(TermArgs formulas)
 
 // The terms
 
-/// Appends the arguments of a nest of one connective, each once.
-void SymmetryBreaker::flatten(const Term_* t, TermVector& out)
-{
-    marks_.clear();
-    TermVector stack{t};
-    const Symbol* const connective = t->get_symbol();
-    while (!stack.empty()) {
-        const Term_* s = stack.back();
-        stack.pop_back();
-        if (!marks_.insert({s, s}).second) {
-            continue;
-        }
-        ++steps_;
-        if (s->get_symbol() == connective) {
-            for (size_t i = s->arity(); i-- > 0;) {
-                stack.push_back(s->child(i));
-            }
-        } else {
-            out.push_back(s);
-        }
-    }
-}
-
 bool SymmetryBreaker::add_conjuncts(TermArgs formulas)
 {
     TermVector conjuncts;
     for (const Term_* f : formulas) {
-        if (tm_->is_and(f)) {
-            flatten(f, conjuncts);
-        } else {
-            conjuncts.push_back(f);
-        }
+        steps_ += nests_.add_conjuncts(f, conjuncts);
     }
     for (const Term_* c : conjuncts) {
         if (!add_nodes(c)) {
@@ -121,7 +94,7 @@ bool SymmetryBreaker::add_nodes(const Term_* root)
         }
         arguments.clear();
         if (is_nest(t)) {
-            flatten(t, arguments);
+            steps_ += nests_.add_arguments(t, arguments);
         } else {
             arguments.assign(t->children().begin(), t->children().end());
         }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/hashmap.h"
+#include "encoding/nestflattener.h"
 #include "terms/termmanager.h"
 
 #include <cstddef>
@@ -27,7 +28,7 @@ class TerminationTest;
 /// One object serves one conjunction.
 class SymmetryBreaker {
 public:
-    explicit SymmetryBreaker(TermManager* tm) : tm_(tm) {}
+    explicit SymmetryBreaker(TermManager* tm) : tm_(tm), nests_(tm) {}
     void set_termination_test(const TerminationTest* test) { termination_test_ = test; }
 
     /// A formula that is satisfiable together with `formulas` if these are, "true" where no symmetry
@@ -60,7 +61,6 @@ private:
     bool add_conjuncts(TermArgs formulas);
     bool add_nodes(const Term_* root);
     Index add_node(const Term_* t, const TermVector& arguments);
-    void flatten(const Term_* t, TermVector& out);
     bool is_nest(const Term_* t) const { return tm_->is_and(t) || tm_->is_or(t); }
     void make_key(const Node& node, const std::vector<uint32_t>& ids, Key* key) const;
     void number_nodes();
@@ -74,11 +74,11 @@ private:
     bool spend(size_t steps);
 
     TermManager* tm_;
+    NestFlattener nests_;
     const TerminationTest* termination_test_ = nullptr;
     size_t steps_ = 0;
     std::vector<Node> nodes_; // arguments before the terms they are in
     Indices arguments_;
-    TermMap marks_; // scratch of flatten
     hsh::HashMap<const Term_*, Index> index_of_;
     hsh::HashMap<Key, uint32_t> numbers_;
     std::vector<uint32_t> number_; // by node; equal terms have the same
