@@ -108,14 +108,13 @@ void DpllSolver::reserve_vars(int n)
 
 bool DpllSolver::make_proxy(const Term_* t, int* var)
 {
-    const auto known = proxy_vars_.find(t);
-    if (known != proxy_vars_.end()) {
-        *var = known->second;
+    *var = proxy_for_term(t);
+    if (*var >= 0) {
         return false;
     }
     *var = make_var();
     proxies_[index(*var)] = t;
-    proxy_vars_[t] = *var;
+    proxy_vars_.set(t, *var);
     if (log_on(4)) {
         (*logger_)(log_section_) << loglevel(4) << log_prefix_ << "proxied term: " << t->to_str()
                                  << ", with var: " << *var << EndLog;
@@ -138,8 +137,7 @@ void DpllSolver::tell_theory(const Term_* t, int var)
 
 int DpllSolver::proxy_for_term(const Term_* t) const
 {
-    const auto it = proxy_vars_.find(t);
-    return it == proxy_vars_.end() ? -1 : it->second;
+    return proxy_vars_.find(t);
 }
 
 const Term_* DpllSolver::term_for_proxy(int var) const

@@ -13,6 +13,7 @@
 #include "dpll/heap.h"
 #include "dpll/lit.h"
 #include "dpll/theoryhook.h"
+#include "terms/termindex.h"
 #include "terms/theorylit.h"
 
 #include <cstddef>
@@ -479,7 +480,7 @@ private:
     int unsat_level_ = -1;
 
     std::vector<const Term_*> proxies_; // by variable, null for none
-    hsh::HashMap<const Term_*, int> proxy_vars_;
+    TermIndex proxy_vars_;
 
     std::vector<Lit> assumptions_;
     std::vector<Lit> conflict_;

@@ -99,7 +99,7 @@ bool ExternalDpllEngineHook::make_proxy(const Term_* t, int* var)
     *var = make_var();
     announce_var(*var);
     proxies_[index(*var)] = t;
-    proxy_vars_[t] = *var;
+    proxy_vars_.set(t, *var);
     tell_theory(t, *var); // it may send clauses with the variable
     return true;
 }

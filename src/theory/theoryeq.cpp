@@ -45,6 +45,11 @@ Logger& TheorySolver::log(int level, const char* tag)
     return (*logger_)(tag) << loglevel(level) << tag << " - ";
 }
 
+bool TheorySolver::is_logging(int level, const char* tag) const
+{
+    return logger_->enabled(level, tag);
+}
+
 void TheorySolver::poll() const
 {
     if (termination_test_) {

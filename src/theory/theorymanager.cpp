@@ -9,6 +9,7 @@
 #include "theory/equalityclasses.h"
 #include "theory/theoryeqpropagator.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace tarq {
@@ -171,6 +172,9 @@ void TheoryManager::cancel_until(int level)
         solvers_[i]->cancel_until(level);
     }
     level_ = level;
+    while (!kept_back_.empty() && kept_back_.back().level > level) {
+        kept_back_.pop_back();
+    }
     if (eq_propagator_) {
         eq_propagator_->flush();
     }
@@ -211,7 +215,11 @@ bool TheoryManager::is_filtered(Lit lit) const
 
 void TheoryManager::do_assume(Lit lit, bool filter)
 {
-    if (conflict() || (filter && is_filtered(lit))) {
+    if (conflict()) {
+        return;
+    }
+    if (filter && is_filtered(lit)) {
+        kept_back_.push_back({lit, level_});
         return;
     }
     const SolverMask mask = atom_solvers_[static_cast<size_t>(lit.var())];
@@ -223,6 +231,20 @@ void TheoryManager::do_assume(Lit lit, bool filter)
             return;
         }
     }
+}
+
+/// Where to go back to so that the theories get what they were spared before a lemma brought the
+/// atom with the other sign; -1 if there is nothing of the kind.
+int TheoryManager::level_below_needed_literals() const
+{
+    int result = -1;
+    for (const KeptBack& k : kept_back_) {
+        if (!is_filtered(k.lit)) {
+            const int level = engine_->level(k.lit.var()) - 1;
+            result = result < 0 ? level : std::min(result, level);
+        }
+    }
+    return result;
 }
 
 void TheoryManager::check(bool approx)

@@ -147,6 +147,10 @@ private:
         const Term_* term;
         const Symbol* symbol;
     };
+    struct KeptBack {
+        dpll::Lit lit;
+        int level; // at which it was
+    };
     struct TLemmaInfo {
         TheorySolver* solver;
         void* id;
@@ -168,6 +172,7 @@ private:
 
     void check(bool approx);
     bool is_filtered(dpll::Lit lit) const;
+    int level_below_needed_literals() const;
     void add_in_both_polarities(const Term_* atom);
     void log_literals(const char* text, const std::vector<TheoryLit>& lits);
     void dump_tlemma(TheoryLit head, const std::vector<TheoryLit>& lits, bool as_clause);
@@ -219,6 +224,7 @@ private:
     BitVector no_tcomb_vars_; // made here: no detection of shared terms in them
 
     int level_ = 0;
+    std::vector<KeptBack> kept_back_; // filtered literals that are assigned, by level
     size_t conflict_solver_ = NO_SOLVER;
     size_t implied_cursor_ = 0;
     std::vector<uint8_t> implied_by_; // by literal: the place of the solver that implied it last

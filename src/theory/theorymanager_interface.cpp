@@ -316,6 +316,10 @@ int TheoryManager::boolean_model_found()
     if (termination_test_) {
         (*termination_test_)();
     }
+    const int level = level_below_needed_literals();
+    if (level >= 0) {
+        return level;
+    }
     bool generated = false;
     return generate_interface_equalities(&generated);
 }

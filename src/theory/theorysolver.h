@@ -148,6 +148,8 @@ public:
 protected:
     /// The logger, whose lines start with the tag and " - ".
     Logger& log(int level, const char* tag);
+    /// Whether such a message would be written. Asked first where literals come and go.
+    bool is_logging(int level, const char* tag) const;
     /// Polls the termination test, if there is one.
     void poll() const;
 

@@ -116,7 +116,13 @@ void SolverBase::tell_term(const Term_* t)
     if (tm_->is_equal(t) || tm_->is_term_ite(t)) {
         return;
     }
+    const bool is_application = tm_->is_uninterpreted_function(t);
     for (size_t i = is_read || is_write ? 1 : 0; i < t->arity(); ++i) {
+        if (is_array(t->child(i)) && is_application) {
+            applications_.push_back(t);
+            undo_.push_back({Undo::APPLICATION, t});
+            break;
+        }
         if (is_array(t->child(i))) {
             arg_positions_[t->child(i)].push_back({t->get_symbol()->get_id(), static_cast<int>(i)});
             undo_.push_back({Undo::ARGUMENT, t->child(i)});
@@ -152,6 +158,9 @@ void SolverBase::retract_atom(const Term_* atom)
             break;
         case Undo::EQUALITY:
             equalities_.pop_back();
+            break;
+        case Undo::APPLICATION:
+            applications_.pop_back();
             break;
         case Undo::ARGUMENT: {
             std::vector<ArgPos>& list = arg_positions_[u.term];

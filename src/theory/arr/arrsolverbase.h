@@ -176,7 +176,17 @@ protected:
 
 private:
     struct Undo {
-        enum What : uint8_t { ATOM, SEEN, ARRAY, WRITE, READ, CONST, EQUALITY, ARGUMENT } what;
+        enum What : uint8_t {
+            ATOM,
+            SEEN,
+            ARRAY,
+            WRITE,
+            READ,
+            CONST,
+            EQUALITY,
+            ARGUMENT,
+            APPLICATION
+        } what;
         const Term_* term;
     };
     /// Where an array stands as an argument that is compared as a whole.
@@ -192,7 +202,13 @@ private:
     bool join_constants(const Term_* first);
     bool instantiate_everywhere(const Term_* constant);
     void list_positions(std::vector<TermVector>& lists);
+    void note_known_pairs();
+    bool are_told_apart(uint32_t a, uint32_t b);
     bool has_witness(uint32_t a, uint32_t b);
+    bool is_full() const;
+    void separate(const Term_* a, const Term_* b);
+    void separate_arguments(size_t s, size_t t);
+    void separate_all_arguments();
     bool is_irrelevant(const Term_* eq) const;
     void make_ext_lemma(const Term_* a, const Term_* b);
 
@@ -202,7 +218,8 @@ private:
     BitVector seen_;  // by term id: told
     BitVector plain_; // by term id: no array in it
     std::vector<Undo> undo_;
-    hsh::HashMap<const Term_*, std::vector<ArgPos>> arg_positions_;
+    hsh::HashMap<const Term_*, std::vector<ArgPos>> arg_positions_; // in reads, writes, constants
+    TermVector applications_; // of uninterpreted functions to arrays
 
     std::vector<LemmaKey> lemma_keys_; // by id - 1
     std::vector<size_t> free_ids_;
@@ -213,6 +230,11 @@ private:
     hsh::HashSet<uint64_t> rows_done_;                                // fingerprints
 
     hsh::HashMap<const Term_*, uint32_t> class_places_; // by representative
+    // while arrays that have to differ are looked for
+    hsh::HashMap<std::pair<uint32_t, const Term_*>, uint32_t> read_at_; // by class and index
+    hsh::HashSet<std::pair<uint32_t, uint32_t>> apart_; // classes, the lower one first
+    TermVector group_;                                  // applications of one function
+    TermVector representatives_; // for each of these that of itself and those of its arguments
 
     uint64_t num_write_lemmas_ = 0;
     uint64_t num_ext_lemmas_ = 0;

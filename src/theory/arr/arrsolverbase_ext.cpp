@@ -111,55 +111,157 @@ void SolverBase::list_positions(std::vector<TermVector>& lists)
 }
 
 /// A read of each of two arrays at a fresh index, where they differ if they do at all. Needed for
-/// arrays that an atom says to differ, and for those that stand as the same argument of the same
-/// function, whose values could otherwise turn out the same.
+/// arrays that an atom says to differ, and for those whose values must not turn out the same since
+/// functions of them have different ones.
 void SolverBase::make_ext_lemmas()
 {
     poll();
-    const size_t limit = config_.lazy_lemmas ? static_cast<size_t>(config_.max_ext_lemmas) : 0;
-    const auto is_full = [&] { return limit != 0 && lemmas_.size() >= limit; };
-    hsh::HashSet<std::pair<uint32_t, uint32_t>> pairs; // of classes, one lemma for each
-    const auto is_open = [&](const Term_* a, const Term_* b) {
-        const uint32_t x = class_of(a);
-        const uint32_t y = class_of(b);
-        return x != y && pairs.insert(std::minmax(x, y)).second &&
-               !(config_.enable_witness && has_witness(x, y));
-    };
+    note_known_pairs();
     std::vector<TermVector> lists;
     list_positions(lists);
     for (const TermVector& list : lists) {
         for (size_t i = 0; i < list.size() && !is_full(); ++i) {
             for (size_t j = i + 1; j < list.size() && !is_full(); ++j) {
-                if (is_open(list[i], list[j])) {
-                    make_ext_lemma(list[i], list[j]);
-                }
+                separate(list[i], list[j]);
             }
         }
     }
+    separate_all_arguments();
     for (const Term_* eq : equalities_) {
         if (is_full()) {
             return;
         }
-        const Term_* a = eq->child(0);
-        const Term_* b = eq->child(1);
         // Each atom counts for itself: of two that say the same, one may matter.
-        if (!is_irrelevant(eq) && euf_->unmergeable_terms(a, b) && is_open(a, b)) {
-            make_ext_lemma(a, b);
+        if (!is_irrelevant(eq) && euf_->unmergeable_terms(eq->child(0), eq->child(1))) {
+            separate(eq->child(0), eq->child(1));
         }
     }
+}
+
+/// Whether the check has made as many lemmas of this kind as it may.
+bool SolverBase::is_full() const
+{
+    const size_t limit = config_.lazy_lemmas ? static_cast<size_t>(config_.max_ext_lemmas) : 0;
+    return limit != 0 && lemmas_.size() >= limit;
+}
+
+/// What the classes at hand are known to differ by: reads, and lemmas of earlier checks.
+void SolverBase::note_known_pairs()
+{
+    read_at_.clear();
+    for (size_t r = 0; r < read_infos_.size(); ++r) {
+        read_at_.insert({{read_infos_[r].array, read_infos_[r].index}, static_cast<uint32_t>(r)});
+    }
+    apart_.clear();
+    for (const Term_* eq : exts_done_) {
+        const auto a = class_places_.find(representative(eq->child(0)));
+        const auto b = class_places_.find(representative(eq->child(1)));
+        if (a != class_places_.end() && b != class_places_.end()) {
+            apart_.insert(std::minmax(a->second, b->second));
+        }
+    }
+}
+
+/// Whether two different classes have an index at which they will differ.
+bool SolverBase::are_told_apart(uint32_t a, uint32_t b)
+{
+    const std::pair<uint32_t, uint32_t> pair = std::minmax(a, b);
+    if (apart_.contains(pair)) {
+        return true;
+    }
+    const bool found = config_.enable_witness && has_witness(a, b);
+    if (found) {
+        apart_.insert(pair);
+    }
+    return found;
 }
 
 /// Whether reads at one index show that two classes differ.
 bool SolverBase::has_witness(uint32_t a, uint32_t b)
 {
-    hsh::HashMap<const Term_*, uint32_t> by_index;
-    for (uint32_t r : classes_[a].reads) {
-        by_index.insert({read_infos_[r].index, r});
+    if (classes_[a].reads.size() < classes_[b].reads.size()) {
+        std::swap(a, b);
     }
     return std::any_of(classes_[b].reads.begin(), classes_[b].reads.end(), [&](uint32_t s) {
-        const auto it = by_index.find(read_infos_[s].index);
-        return it != by_index.end() && are_apart(read_infos_[it->second], read_infos_[s]);
+        const auto it = read_at_.find({a, read_infos_[s].index});
+        return it != read_at_.end() && are_apart(read_infos_[it->second], read_infos_[s]);
     });
+}
+
+void SolverBase::separate(const Term_* a, const Term_* b)
+{
+    const uint32_t x = class_of(a);
+    const uint32_t y = class_of(b);
+    if (x != y && !are_told_apart(x, y)) {
+        apart_.insert(std::minmax(x, y));
+        make_ext_lemma(a, b);
+    }
+}
+
+/// Two applications of one function with different results need arguments of different values.
+/// Arguments of other types have that with their classes, so that it is up to the arrays only if
+/// those are all equal. One array is enough.
+/// s, t  places in group_
+void SolverBase::separate_arguments(size_t s, size_t t)
+{
+    const size_t arity = group_[s]->arity();
+    const Term_* const* of_s = &representatives_[s * (arity + 1)];
+    const Term_* const* of_t = &representatives_[t * (arity + 1)];
+    if (of_s[0] == of_t[0]) {
+        return;
+    }
+    const Term_* a = nullptr;
+    const Term_* b = nullptr;
+    for (size_t i = 0; i < arity; ++i) {
+        if (of_s[i + 1] == of_t[i + 1]) {
+            continue;
+        }
+        const Term_* x = group_[s]->child(i);
+        const Term_* y = group_[t]->child(i);
+        if (is_array(x)) {
+            if (are_told_apart(class_of(x), class_of(y))) {
+                return;
+            }
+            if (!a) {
+                a = x;
+                b = y;
+            }
+        } else if (!is_formula(x) || euf_->unmergeable_terms(x, y)) { // formulas may be undecided
+            return;
+        }
+    }
+    if (a) {
+        separate(a, b);
+    }
+}
+
+void SolverBase::separate_all_arguments()
+{
+    hsh::HashMap<const Symbol*, TermVector> groups;
+    std::vector<const Symbol*> symbols; // in the order they were told
+    for (const Term_* t : applications_) {
+        TermVector& group = groups[t->get_symbol()];
+        if (group.empty()) {
+            symbols.push_back(t->get_symbol());
+        }
+        group.push_back(t);
+    }
+    for (const Symbol* f : symbols) {
+        group_.swap(groups[f]);
+        representatives_.clear();
+        for (const Term_* t : group_) {
+            representatives_.push_back(representative(t));
+            for (const Term_* argument : t->children()) {
+                representatives_.push_back(representative(argument));
+            }
+        }
+        for (size_t i = 0; i < group_.size(); ++i) {
+            poll();
+            for (size_t j = i + 1; j < group_.size() && !is_full(); ++j) {
+                separate_arguments(i, j);
+            }
+        }
+    }
 }
 
 /// Whether the closure knows that two terms differ, and the model will have it so: what the formula

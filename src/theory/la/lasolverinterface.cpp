@@ -52,6 +52,25 @@ bool LaSolverInterface::should_handle(const Term_* atom) const
     return tm_->is_leq(atom) || (tm_->is_equal(atom) && is_arith(atom->child(0)));
 }
 
+/// What is kept of an atom; null if it was not told. Valid until the next one is told.
+LaSolverInterface::Atom* LaSolverInterface::find_atom(const Term_* atom)
+{
+    const int place = atom_places_.find(atom);
+    return place < 0 ? nullptr : &atoms_[static_cast<size_t>(place)];
+}
+
+LaSolverInterface::Atom& LaSolverInterface::add_atom(const Term_* atom)
+{
+    if (free_atoms_.empty()) {
+        free_atoms_.push_back(static_cast<int>(atoms_.size()));
+        atoms_.emplace_back();
+    }
+    const int place = free_atoms_.back();
+    free_atoms_.pop_back();
+    atom_places_.set(atom, place);
+    return atoms_[static_cast<size_t>(place)] = Atom();
+}
+
 void LaSolverInterface::tell_literal(TheoryLit lit, const LinearTerm& lt, int* constraint)
 {
     *constraint = mapper_.new_constraint(lit);
@@ -64,7 +83,7 @@ TellAtomResult LaSolverInterface::tell_atom(const Term_* atom)
         return {};
     }
     mapper_.make_linear(atom, &linear_);
-    Atom& a = atoms_[atom];
+    Atom& a = add_atom(atom);
     if (linear_.sum.empty()) {
         unit_lits_.push_back(TheoryLit(atom, linear_.is_false()));
         return {true, true};
@@ -142,14 +161,14 @@ void LaSolverInterface::retract_literal(int constraint)
 
 void LaSolverInterface::retract_atom(const Term_* atom)
 {
-    const auto it = atoms_.find(atom);
-    if (it == atoms_.end()) {
+    const Atom* told = find_atom(atom);
+    if (!told) {
         return;
     }
     const auto drop = [atom](std::vector<const Term_*>& list) {
         list.erase(std::remove(list.begin(), list.end(), atom), list.end());
     };
-    const Atom a = it->second;
+    const Atom a = *told;
     if (a.split) {
         drop(waiting_);
         drop(eqs_to_split_);
@@ -165,7 +184,8 @@ void LaSolverInterface::retract_atom(const Term_* atom)
     split_atoms_.erase(atom);
     retract_literal(a.positive);
     retract_literal(a.negative);
-    atoms_.erase(atom);
+    free_atoms_.push_back(atom_places_.find(atom));
+    atom_places_.erase(atom);
 }
 
 // -- Literals
@@ -192,16 +212,17 @@ void LaSolverInterface::enqueue(int constraint, bool delayed)
 bool LaSolverInterface::assume(TheoryLit lit)
 {
     const Term_* atom = lit.get_term();
-    const auto it = atoms_.find(atom);
-    if (it == atoms_.end() || it->second.positive == 0) {
+    const Atom* a = find_atom(atom);
+    if (!a || a->positive == 0) {
         return true; // true or false by itself: a unit lemma says so
     }
-    Atom& a = it->second;
-    if (lit.is_neg() && a.split) {
-        log(4, "LA") << "ignoring: " << atom->to_shallow_str() << EndLog;
+    if (lit.is_neg() && a->split) {
+        if (is_logging(4, "LA")) {
+            log(4, "LA") << "ignoring: " << atom->to_shallow_str() << EndLog;
+        }
         return true; // check_split_eqs looks at those that wait
     }
-    enqueue(lit.is_neg() ? a.negative : a.positive, is_delayed(atom));
+    enqueue(lit.is_neg() ? a->negative : a->positive, is_delayed(atom));
     return true;
 }
 

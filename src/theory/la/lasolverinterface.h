@@ -5,6 +5,7 @@
 
 #include "base/configuration.h"
 #include "base/hashmap.h"
+#include "terms/termindex.h"
 #include "terms/termmanager.h"
 #include "theory/la/constraintmapper.h"
 #include "theory/la/lazsolver.h"
@@ -97,6 +98,8 @@ private:
         size_t implied; // implications announced before it
     };
 
+    Atom* find_atom(const Term_* atom);
+    Atom& add_atom(const Term_* atom);
     bool should_handle(const Term_* atom) const;
     bool is_arith(const Term_* t) const;
     bool is_var_or_number(const Term_* t);
@@ -130,7 +133,9 @@ private:
     std::unique_ptr<laz::Solver> laz_; // made with the first integer atom
     bool laz_conflict_ = false;        // the conflict is one of laz_
 
-    hsh::HashMap<const Term_*, Atom> atoms_;
+    TermIndex atom_places_;
+    std::vector<Atom> atoms_; // by place
+    std::vector<int> free_atoms_;
     std::vector<const Term_*> waiting_; // atoms whose split is to be decided on
     std::vector<int> pending_;
     std::vector<int> delayed_;  // held back until a complete check

@@ -84,13 +84,13 @@ void LaSolverInterface::check_split_eqs()
         if (is_pure(atom)) {
             waiting_[kept++] = atom;
         } else {
-            enqueue_split(atom, atoms_[atom]);
+            enqueue_split(atom, *find_atom(atom));
         }
     }
     waiting_.resize(kept);
     if (eqs_to_split_.size() == before && is_int_problem_ && config_.la.laz_enabled) {
         for (const Term_* atom : both_ways_eqs_) {
-            Atom& a = atoms_[atom];
+            Atom& a = *find_atom(atom);
             a.in_both = false;
             enqueue_split(atom, a);
         }
@@ -151,7 +151,7 @@ TheoryLit LaSolverInterface::get_next_implied()
 
 bool LaSolverInterface::get_explanation(TheoryLit l, bool required, std::vector<TheoryLit>& out)
 {
-    const Atom& a = atoms_[l.get_term()];
+    const Atom& a = *find_atom(l.get_term());
     const int c = l.is_neg() ? a.negative : a.positive;
     TARQ_ASSERT(solver_.is_implied(c));
     if (!required &&
@@ -222,8 +222,7 @@ void LaSolverInterface::retract_lemma(void* id)
         return;
     }
     const Term_* e = reinterpret_cast<const Term_*>(word & ~uintptr_t{1});
-    const auto it = atoms_.find(e);
-    if (it != atoms_.end() &&
+    if (find_atom(e) &&
         std::find(eqs_to_split_.begin(), eqs_to_split_.end(), e) == eqs_to_split_.end()) {
         eqs_to_split_.push_back(e);
     }

@@ -17,6 +17,7 @@ void Solver::make_room(int var)
     if (idx(var) >= vars_.size()) {
         const size_t n = std::max(idx(var) + 1, 2 * vars_.size());
         vars_.resize(n);
+        bounded_.resize(n, 0);
         var_constraints_.resize(n);
     }
     vars_[idx(var)].known = true;
@@ -226,6 +227,7 @@ bool Solver::push_bound(int c, bool is_upper, const DNumber& bound, std::vector<
     stack->push_back({c, var, is_upper, reason, std::move(mine)});
     mine = bound;
     reason = c;
+    bounded_[idx(var)] |= is_upper ? HAS_UPPER : HAS_LOWER;
     if (sign * cmp(v.value, bound) > 0) {
         if (tableau_.is_basic(var)) {
             to_check_.insert(var);
@@ -308,6 +310,9 @@ void Solver::undo(const StackEntry& e)
     VariableBounds& v = vars_[idx(e.var)];
     (e.is_upper ? v.upper : v.lower) = e.old_bound;
     (e.is_upper ? v.upper_reason : v.lower_reason) = e.old_reason;
+    if (e.old_reason == 0) {
+        bounded_[idx(e.var)] ^= e.is_upper ? HAS_UPPER : HAS_LOWER;
+    }
 }
 
 int Solver::pop_constraint()

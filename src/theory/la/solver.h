@@ -259,6 +259,9 @@ private:
         int second = 0;
     };
 
+    static constexpr uint8_t HAS_LOWER = 1;
+    static constexpr uint8_t HAS_UPPER = 2;
+
     static size_t idx(int v) { return static_cast<size_t>(v); }
     static const DNumber& unit_delta();
 
@@ -301,10 +304,7 @@ private:
     }
     bool has_open_constraint(int var) const { return vars_[idx(var)].num_open != 0; }
     void try_range_implications(int r);
-    bool is_free(int var) const
-    {
-        return vars_[idx(var)].lower_reason == 0 && vars_[idx(var)].upper_reason == 0;
-    }
+    bool is_free(int var) const { return bounded_[idx(var)] == 0; }
     bool has_free_pair(int r) const
     {
         if (idx(r) >= free_pairs_.size()) {
@@ -343,6 +343,7 @@ private:
 
     Tableau tableau_;
     std::vector<VariableBounds> vars_;
+    std::vector<uint8_t> bounded_; // by variable: which sides have a reason, as HAS_ bits
     std::vector<RangeConstraint> constraints_;
     std::vector<std::vector<int>> var_constraints_; // by variable
     std::vector<StackEntry> stack_;

@@ -79,8 +79,8 @@ void Solver::try_range_implications(int r)
         bool any_open = false;
         int num_unbounded = 0;
         for (const Row::Term& t : row.terms()) {
-            const VariableBounds& v = vars_[idx(t.var)];
-            if ((t.coeff.is_pos() == of_min ? v.lower_reason : v.upper_reason) == 0) {
+            const uint8_t side = t.coeff.is_pos() == of_min ? HAS_LOWER : HAS_UPPER;
+            if ((bounded_[idx(t.var)] & side) == 0) {
                 unbounded = &t;
                 if (++num_unbounded > 1) {
                     break;

@@ -22,6 +22,8 @@ bool Solver::check_invariants() const
             (tableau_.is_basic(var) && to_check_.contains(var));
         ok = !v.known || tableau_.is_eliminated(var) || listed ||
              (v.lower <= v.value && v.value <= v.upper);
+        ok = ok && bounded_[i] == ((v.lower_reason != 0 ? HAS_LOWER : 0) |
+                                   (v.upper_reason != 0 ? HAS_UPPER : 0));
         ok = ok &&
              v.num_open == std::count_if(var_constraints_[i].begin(), var_constraints_[i].end(),
                                          [this](int c) { return is_open(c); });

@@ -78,6 +78,30 @@
 (check-sat)
 ; expect: unsat
 (pop 1)
+; arguments beside the array that may differ, and several arrays
+(push 1)
+(declare-const x (Array (_ BitVec 1) E))
+(declare-const y (Array (_ BitVec 1) E))
+(declare-const z (Array (_ BitVec 1) E))
+(declare-fun h (Int (Array (_ BitVec 1) E) Bool (Array (_ BitVec 1) E)) E)
+(declare-const p Bool)
+(assert (= (select x #b0) (select y #b0)))
+(assert (distinct (h k x p y) (h 0 y true z)))
+(push 1)
+(assert (= (select x #b1) (select y #b1)))
+(check-sat)
+; expect: sat
+(assert (and p (>= k 0) (<= k 0) (= y z)))
+(check-sat)
+; expect: unsat
+(pop 1)
+(assert (and p (>= k 0) (<= k 0) (= (select y #b0) (select z #b0)) (= (select x #b1) (select z #b1))))
+(check-sat)
+; expect: sat
+(assert (= (select y #b1) (select z #b1)))
+(check-sat)
+; expect: unsat
+(pop 1)
 ; arrays as indices
 (push 1)
 (declare-const n (Array (Array I E) E))
